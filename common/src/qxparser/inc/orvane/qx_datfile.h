@@ -1,0 +1,97 @@
+// A whole quorix.dat in memory: read, changed by the installer, saved back
+// with every line it doesn't understand intact.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvane/qx_customproperty.h"
+#include "orvane/qx_databases.h"
+#include "orvane/qx_errors.h"
+#include "orvane/qx_filesource.h"
+#include "orvane/qx_sections.h"
+
+namespace orvane {
+
+class qx_datfile : public qx_errors {
+public:
+    static constexpr int kHighestTaxonomy = 64;
+
+    qx_datfile();
+    // Reads the file at once; judge the result by isValid().
+    explicit qx_datfile(const std::string& fileName, int32_t timeoutSeconds = 0,
+                        const qx_connection_settings* connectionSettings = nullptr);
+    qx_datfile(const qx_datfile&) = delete;
+    qx_datfile& operator=(const qx_datfile&) = delete;
+    virtual ~qx_datfile();
+
+    void setFileName(const std::string& name) { fileName = name; }
+    const std::string& getFileName() const { return fileName; }
+    void setTimeoutSeconds(int32_t seconds) { timeoutSeconds = seconds; }
+    int32_t getTimeoutSeconds() const { return timeoutSeconds; }
+
+    // Both start by clearing this object's messages; the result is isValid().
+    bool read();
+    bool save();
+    void reset();
+    void copyFrom(const qx_datfile& other);
+
+    qx_databases& getDatabases() { return databases; }
+    void setDatabases(const qx_databases& section) { databases = section; }
+    qx_parseoptions& getParseOptions() { return parseOptions; }
+    void setParseOptions(const qx_parseoptions& section) { parseOptions = section; }
+    qx_wwwoptions& getWWWOptions() { return wwwOptions; }
+    void setWWWOptions(const qx_wwwoptions& section) { wwwOptions = section; }
+    qx_processoroptions& getProcessorOptions() { return processorOptions; }
+    void setProcessorOptions(const qx_processoroptions& section) { processorOptions = section; }
+    qx_clusterparams& getClusterParams() { return clusterParams; }
+    void setClusterParams(const qx_clusterparams& section) { clusterParams = section; }
+    qx_unigeneoptions& getUniGeneOptions() { return unigeneOptions; }
+    void setUniGeneOptions(const qx_unigeneoptions& section) { unigeneOptions = section; }
+    qx_quorixoptions& getQuorixOptions() { return quorixOptions; }
+    void setQuorixOptions(const qx_quorixoptions& section) { quorixOptions = section; }
+    qx_cronoptions& getCronOptions() { return cronOptions; }
+    void setCronOptions(const qx_cronoptions& section) { cronOptions = section; }
+    const qx_quorixfiles& getQuorixFiles() const { return quorixFiles; }
+
+    // Null if there is no section n.
+    qx_taxonomyrules* getTaxonomyRules(int n);
+    // Null deletes section n; otherwise it is made if missing and copied.
+    void setTaxonomyRules(int n, const qx_taxonomyrules* rules);
+    int getNumberOfTaxonomyRules() const { return kHighestTaxonomy; }
+
+    // The texts that stood between sections, by ordinal place.
+    const std::vector<std::string>& getComments() const { return comments; }
+    const qx_connection_settings& getConnectionSettings() const { return connectionSettings; }
+
+    // Fills the template's placeholders into the values of a section's
+    // lines: the first "###ROOT###", "###HOSTNAME###" and, if url isn't
+    // empty, "###URL###" of each value. Typed members aren't touched.
+    static void replacePlaceholders(qx_customproperty& section, const std::string& root,
+                                    const std::string& host, const std::string& url);
+
+private:
+    void readTopLevel(qx_filesource& source);
+    void readTaxonomy(qxparser_internal::section_input& in);
+    void writeCommentSlot(FILE* file, size_t i) const;
+
+    std::string fileName;
+    int32_t timeoutSeconds = 0;
+    qx_databases databases;
+    qx_parseoptions parseOptions;
+    qx_wwwoptions wwwOptions;
+    qx_processoroptions processorOptions;
+    std::array<std::unique_ptr<qx_taxonomyrules>, kHighestTaxonomy + 1> taxonomy;
+    qx_clusterparams clusterParams;
+    qx_unigeneoptions unigeneOptions;
+    qx_quorixoptions quorixOptions;
+    qx_cronoptions cronOptions;
+    qx_quorixfiles quorixFiles;
+    std::vector<std::string> comments;
+    qx_connection_settings connectionSettings;
+};
+
+}  // namespace orvane

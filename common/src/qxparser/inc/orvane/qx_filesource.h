@@ -1,0 +1,135 @@
+// Where configuration text comes from: a local file, or (later) the body of
+// an HTTP response. Readers open a name and ask for lines, and get the same
+// kind of line from either.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace orvane {
+
+class qx_errors;
+
+class qx_connection_settings {
+public:
+    qx_connection_settings() { defaultValues(); }
+    qx_connection_settings(const qx_connection_settings&) = default;
+    qx_connection_settings& operator=(const qx_connection_settings&) = default;
+    virtual ~qx_connection_settings() = default;
+
+    void defaultValues();
+
+    const std::string& getSessionID() const { return sessionID; }
+    const std::string& getProxyServer() const { return proxyServer; }
+    const std::string& getProxyUsername() const { return proxyUsername; }
+    const std::string& getProxyPassword() const { return proxyPassword; }
+    int32_t getProxyType() const { return proxyType; }
+    int32_t getHttpVersion() const { return httpVersion; }
+    int32_t getTimeoutSeconds() const { return timeoutSeconds; }
+
+private:
+    std::string sessionID;
+    std::string proxyServer;
+    std::string proxyUsername;
+    std::string proxyPassword;
+    int32_t proxyType = 1;
+    int32_t httpVersion = 2;
+    int32_t timeoutSeconds = 60;
+};
+
+// Kinds of a source name.
+enum qx_sourcekind : int {
+    QX_SOURCE_NONE = 0,
+    QX_SOURCE_FILE = 1,
+    QX_SOURCE_XML_FILE = 2,
+    QX_SOURCE_URL = 3,
+    QX_SOURCE_XML_URL = 4,
+};
+
+int sourceKind(const char* name);
+bool fileExists(const char* path);
+// stdio open that reports a failure as error 256 with the caller's path.
+FILE* openFile(const char* path, const char* mode, qx_errors* errors);
+// Polls for the file until it exists or timeoutSeconds have passed; an empty
+// name means the default locations. Empty result and error 1537 if none.
+std::string locateConfigFile(const char* name, qx_errors* errors, int timeoutSeconds);
+
+// Where locateConfigFile looks when it is given no name, in that order.
+const char* defaultRelativeConfigPath();
+const char* defaultAbsoluteConfigPath();
+
+}  // namespace orvane
+
+namespace qxparser_internal {
+
+class byte_stream;
+
+// Closes a stdio file on every path.
+class file_ptr {
+public:
+    explicit file_ptr(FILE* f) : file(f) {}
+    file_ptr(const file_ptr&) = delete;
+    file_ptr& operator=(const file_ptr&) = delete;
+    virtual ~file_ptr();
+    FILE* get() const { return file; }
+
+private:
+    FILE* file;
+};
+
+// Holds the process's locale on one that scans and prints numbers with a
+// decimal point, and puts the old one back at the end of the scope.
+class locale_setter {
+public:
+    locale_setter();
+    locale_setter(const locale_setter&) = delete;
+    locale_setter& operator=(const locale_setter&) = delete;
+    virtual ~locale_setter();
+
+private:
+    std::unique_ptr<char[]> savedLocale;
+};
+
+}  // namespace qxparser_internal
+
+namespace orvane {
+
+class qx_filesource {
+public:
+    qx_filesource(qx_errors* errors, const qx_connection_settings& settings);
+    qx_filesource(const qx_filesource&) = delete;
+    qx_filesource& operator=(const qx_filesource&) = delete;
+    virtual ~qx_filesource();
+
+    // True if lines can now be read. `mode` and `parameter` matter for URLs.
+    bool open(const char* name, int mode = 1, int parameter = 0);
+    // Serves lines out of a text held in memory, as for an HTTP response body.
+    void openText(const char* data, size_t size);
+    bool isOpen() const { return current != nullptr; }
+
+    // Fixed-buffer form: at most size - 1 characters of a line. `start`
+    // points behind leading blanks and tabs, `length` counts the characters
+    // in the buffer. A longer line isn't lost: what didn't fit comes with the
+    // next call.
+    bool getLine(char* buffer, int size, int& length, char*& start);
+    // Whole-line form, used by every reader of quorix.dat so that no line is
+    // ever cut: the physical line without its line feed, leading blanks and
+    // tabs and trailing carriage returns. `line` keeps its capacity between
+    // calls, so a read allocates only when a longer line appears.
+    bool getLine(std::string& line);
+
+private:
+    void close();
+
+    qx_errors* errors;
+    qx_connection_settings settings;
+    std::unique_ptr<qxparser_internal::byte_stream> textStream;
+    std::unique_ptr<char[]> text;
+    std::unique_ptr<qxparser_internal::byte_stream> fileStream;
+    qxparser_internal::byte_stream* current = nullptr;
+};
+
+}  // namespace orvane

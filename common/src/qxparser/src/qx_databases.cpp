@@ -1,0 +1,282 @@
+#include "orvane/qx_databases.h"
+
+#include <climits>
+#include <cstring>
+
+#include "orvane/qx_errors.h"
+#include "qx_text.h"
+
+namespace orvane {
+
+using namespace qxparser_internal;
+
+namespace {
+
+inline bool isScanSpace(char c)
+{
+    return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r';
+}
+
+// The fields of a database line, scanned the way "%19s %255s %2s" and eleven
+// "%d" would scan them, but with integers that saturate instead of
+// overflowing, so that every platform reads the same numbers.
+struct line_scanner {
+    const char* p;
+    const char* end;
+
+    void skipSpace()
+    {
+        while (p < end && isScanSpace(*p)) ++p;
+    }
+
+    bool word(size_t width, std::string& out)
+    {
+        skipSpace();
+        const char* start = p;
+        while (p < end && !isScanSpace(*p) && static_cast<size_t>(p - start) < width) ++p;
+        if (p == start) return false;
+        out.assign(start, p);
+        return true;
+    }
+
+    bool integer(int32_t& out)
+    {
+        skipSpace();
+        const char* q = p;
+        bool negative = false;
+        if (q < end && (*q == '+' || *q == '-')) negative = *q++ == '-';
+        if (q == end || *q < '0' || *q > '9') return false;
+        long long value = 0;
+        for (; q < end && *q >= '0' && *q <= '9'; ++q) {
+            if (value <= LLONG_MAX / 16) value = value * 10 + (*q - '0');
+        }
+        if (negative) value = -value;
+        if (value > INT32_MAX) value = INT32_MAX;
+        if (value < INT32_MIN) value = INT32_MIN;
+        out = static_cast<int32_t>(value);
+        p = q;
+        return true;
+    }
+};
+
+}  // namespace
+
+int qx_databaseoptions::readLine(const std::string& text, bool isActive, std::string* nameRead)
+{
+    line_scanner scan{text.data(), text.data() + text.size()};
+    std::string fieldName, fieldPath, kind;
+    int32_t numbers[11] = {};
+    int count = 0;
+    if (scan.word(19, fieldName)) {
+        ++count;
+        if (scan.word(255, fieldPath)) {
+            ++count;
+            if (scan.word(2, kind)) {
+                ++count;
+                for (int32_t& n : numbers) {
+                    if (!scan.integer(n)) break;
+                    ++count;
+                }
+            }
+        }
+    }
+    if (nameRead) *nameRead = count > 0 ? fieldName : std::string();
+    if (count != 13 && count != 14) return count;
+
+    active = isActive;
+    name = fieldName;
+    path = fieldPath;
+    nucleic = kind[0] != 'A' && kind[0] != 'a';
+    column4 = numbers[0];
+    column5 = numbers[1];
+    column6 = numbers[2] == 1;
+    column7Off = numbers[3] == 0;
+    threads = numbers[4];
+    column9 = numbers[5] == 1;
+    hasAccessionRefRule = numbers[6] == 1;
+    accessionRule = numbers[7];
+    descriptionRule = numbers[8];
+    accessionRefRule = numbers[9];
+    taxonomyRule = count == 14 ? numbers[10] : -1;
+    if (column7Off) {
+        hasAccessionRefRule = false;
+        taxonomyRule = -1;
+    }
+    lineText = text;
+    return count;
+}
+
+void qx_databaseoptions::rebuildLineText()
+{
+    if (name.empty()) {
+        lineText.clear();
+        return;
+    }
+    auto num = [](int32_t v) { return std::to_string(v); };
+    auto flag = [](bool v) { return std::string(v ? "1" : "0"); };
+    const std::string columns[] = {
+        name,          path,          nucleic ? "NA" : "AA",
+        num(column4),  num(column5),  flag(column6),
+        flag(!column7Off), num(threads), flag(column9),
+        flag(hasAccessionRefRule), num(accessionRule), num(descriptionRule),
+        num(accessionRefRule), num(taxonomyRule),
+    };
+    lineText.clear();
+    for (const std::string& column : columns) {
+        if (!lineText.empty()) lineText += '\t';
+        lineText += column;
+    }
+}
+
+void qx_databaseoptions::setPath(const std::string& text)
+{
+    path = text;
+    rebuildLineText();
+}
+
+void qx_databaseoptions::setThreads(int32_t value)
+{
+    threads = value;
+    rebuildLineText();
+}
+
+void qx_databaseoptions::setAccessionRule(int32_t value)
+{
+    accessionRule = value;
+    rebuildLineText();
+}
+
+void qx_databaseoptions::setDescriptionRule(int32_t value)
+{
+    descriptionRule = value;
+    rebuildLineText();
+}
+
+void qx_databaseoptions::setAccessionRefRule(int32_t value)
+{
+    accessionRefRule = value;
+    rebuildLineText();
+}
+
+void qx_databaseoptions::setTaxonomyRule(int32_t value)
+{
+    taxonomyRule = value;
+    rebuildLineText();
+}
+
+qx_databases::qx_databases(const qx_databases& other) : sectionAvailable(other.sectionAvailable)
+{
+    for (const auto& entry : other.entries) {
+        entries.push_back(std::make_unique<qx_databaseoptions>(*entry));
+    }
+}
+
+qx_databases& qx_databases::operator=(const qx_databases& other)
+{
+    if (this == &other) return *this;
+    std::vector<std::unique_ptr<qx_databaseoptions>> copies;
+    for (const auto& entry : other.entries) {
+        copies.push_back(std::make_unique<qx_databaseoptions>(*entry));
+    }
+    entries = std::move(copies);
+    sectionAvailable = other.sectionAvailable;
+    return *this;
+}
+
+qx_databases::~qx_databases() = default;
+
+qx_databaseoptions* qx_databases::getDatabase(int i)
+{
+    return i >= 0 && i < getNumberOfDatabases() ? entries[i].get() : nullptr;
+}
+
+const qx_databaseoptions* qx_databases::getDatabase(int i) const
+{
+    return i >= 0 && i < getNumberOfDatabases() ? entries[i].get() : nullptr;
+}
+
+int qx_databases::findDatabase(const char* name, bool includeInactive) const
+{
+    if (!name || !*name) return -1;
+    for (size_t i = 0; i < entries.size(); ++i) {
+        const qx_databaseoptions& entry = *entries[i];
+        if (!entry.isActive() && !includeInactive) continue;
+        if (entry.getName() == name) return static_cast<int>(i);
+    }
+    return -1;
+}
+
+void qx_databases::appendDatabase(const qx_databaseoptions& entry)
+{
+    entries.push_back(std::make_unique<qx_databaseoptions>(entry));
+}
+
+bool qx_databases::updateDatabase(int i, const qx_databaseoptions& entry)
+{
+    if (i < 0 || i >= getNumberOfDatabases()) return false;
+    *entries[i] = entry;
+    return true;
+}
+
+void qx_databases::reset()
+{
+    sectionAvailable = false;
+    entries.clear();
+    comments.clear();
+}
+
+void qx_databases::readSection(section_input& in)
+{
+    sectionAvailable = true;
+    std::string buffer;
+    std::string nameRead;
+    while (in.next()) {
+        std::string& line = in.line;
+        if (isEndLine(line)) break;
+        trailingCut(line);
+        bool active = !isCommentLine(line);
+        std::string_view text(line);
+        if (!active) text.remove_prefix(1);
+
+        // "##" marks a comment; a bare '#' or a blank line is an empty
+        // comment line that can't open a comment block of its own.
+        bool comment = !active && isCommentLine(text);
+        if (!comment) {
+            if (isBlankLine(text)) {
+                if (!buffer.empty()) buffer += '\n';
+                continue;
+            }
+            auto entry = std::make_unique<qx_databaseoptions>();
+            int fields = entry->readLine(std::string(text), active, &nameRead);
+            if (fields == 13 || fields == 14) {
+                entries.push_back(std::move(entry));
+                comments.push_back(std::move(buffer));
+                buffer.clear();
+                continue;
+            }
+            if (active) {
+                in.errors.addError(qxerr::databaseParameters, in.fileName.c_str(), nameRead.c_str());
+                continue;
+            }
+        }
+        if (!buffer.empty()) buffer += '\n';
+        buffer += line;
+    }
+    if (!buffer.empty()) comments.push_back(std::move(buffer));
+}
+
+void qx_databases::writeSection(FILE* file) const
+{
+    writeLine(file, "Databases");
+    size_t n = entries.size() > comments.size() ? entries.size() : comments.size();
+    for (size_t i = 0; i < n; ++i) {
+        if (i < comments.size() && !comments[i].empty()) writeLine(file, comments[i]);
+        if (i < entries.size()) {
+            if (!entries[i]->isActive()) writeText(file, "# ");
+            writeLine(file, entries[i]->getLineText());
+        }
+    }
+    writeLine(file, "end");
+}
+
+}  // namespace orvane

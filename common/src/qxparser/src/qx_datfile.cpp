@@ -1,0 +1,275 @@
+#include "orvane/qx_datfile.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include "qx_text.h"
+
+namespace orvane {
+
+using namespace qxparser_internal;
+
+namespace {
+
+// A server that isn't running answers a request for the file with its
+// status page instead.
+constexpr std::string_view kStatusPageHead = "<BODY><H1>Quorix search status page</H1>";
+
+// The number behind "Taxonomy_", read as an unsigned number would be read:
+// blanks, a sign and digits. A negative number or none at all is out of range.
+bool taxonomyNumber(std::string_view text, unsigned long& number)
+{
+    size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || text[i] == '\t')) ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
+    if (i == text.size() || text[i] < '0' || text[i] > '9') return false;
+    unsigned long value = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        if (value < 1000000) value = value * 10 + static_cast<unsigned long>(text[i] - '0');
+    }
+    if (negative && value != 0) return false;
+    number = value;
+    return true;
+}
+
+void skipToEndLine(section_input& in)
+{
+    while (in.next()) {
+        if (isEndLine(in.line)) return;
+    }
+}
+
+void replaceFirst(std::string& text, const std::string& what, const std::string& with)
+{
+    size_t at = text.find(what);
+    if (at != std::string::npos) text.replace(at, what.size(), with);
+}
+
+}  // namespace
+
+qx_datfile::qx_datfile() = default;
+
+qx_datfile::qx_datfile(const std::string& name, int32_t timeout,
+                       const qx_connection_settings* settings)
+    : timeoutSeconds(timeout)
+{
+    if (settings) connectionSettings = *settings;
+    setFileName(name);
+    read();
+}
+
+qx_datfile::~qx_datfile() = default;
+
+void qx_datfile::reset()
+{
+    clearAllErrors();
+    databases.reset();
+    parseOptions.defaultValues();
+    wwwOptions.defaultValues();
+    processorOptions.defaultValues();
+    for (auto& section : taxonomy) section.reset();
+    clusterParams.defaultValues();
+    unigeneOptions.defaultValues();
+    quorixOptions.defaultValues();
+    cronOptions.defaultValues();
+    quorixFiles.defaultValues();
+    comments.clear();
+}
+
+void qx_datfile::copyFrom(const qx_datfile& other)
+{
+    if (this == &other) return;
+    clearAllErrors();
+    fileName = other.fileName;
+    timeoutSeconds = other.timeoutSeconds;
+    databases = other.databases;
+    parseOptions = other.parseOptions;
+    wwwOptions = other.wwwOptions;
+    processorOptions = other.processorOptions;
+    for (size_t n = 0; n < taxonomy.size(); ++n) {
+        taxonomy[n] = other.taxonomy[n] ? std::make_unique<qx_taxonomyrules>(*other.taxonomy[n])
+                                        : nullptr;
+    }
+    clusterParams = other.clusterParams;
+    unigeneOptions = other.unigeneOptions;
+    quorixOptions = other.quorixOptions;
+    cronOptions = other.cronOptions;
+    quorixFiles = other.quorixFiles;
+    comments = other.comments;
+    connectionSettings = other.connectionSettings;
+}
+
+qx_taxonomyrules* qx_datfile::getTaxonomyRules(int n)
+{
+    return n >= 0 && n <= kHighestTaxonomy ? taxonomy[n].get() : nullptr;
+}
+
+void qx_datfile::setTaxonomyRules(int n, const qx_taxonomyrules* rules)
+{
+    if (n < 0 || n > kHighestTaxonomy) return;
+    if (!rules) {
+        taxonomy[n].reset();
+    } else if (!taxonomy[n]) {
+        taxonomy[n] = std::make_unique<qx_taxonomyrules>(*rules);
+    } else if (taxonomy[n].get() != rules) {
+        *taxonomy[n] = *rules;
+    }
+}
+
+bool qx_datfile::read()
+{
+    reset();
+    if (fileName.empty()) {
+        fileName = locateConfigFile(nullptr, this, timeoutSeconds);
+    } else if (sourceKind(fileName.c_str()) == QX_SOURCE_FILE) {
+        fileName = locateConfigFile(fileName.c_str(), this, timeoutSeconds);
+    }
+    if (fileName.empty()) return isValid();
+
+    qx_filesource source(this, connectionSettings);
+    if (!source.open(fileName.c_str(), 1, 0)) return isValid();
+    locale_setter locale;
+    readTopLevel(source);
+    return isValid();
+}
+
+void qx_datfile::readTopLevel(qx_filesource& source)
+{
+    section_input in{source, errorList, fileName, std::string()};
+    std::string pending;
+    while (in.next()) {
+        const std::string& line = in.line;
+        if (isCommentLine(line) || isBlankLine(line)) {
+            pending += line;
+            pending += '\n';
+            continue;
+        }
+        if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
+            errorList.addError(qxerr::serviceNotRunning);
+            return;
+        }
+        // Every other line takes an ordinal place for the comment text in
+        // front of it, even an empty one, and even if it is no head.
+        comments.push_back(std::move(pending));
+        pending.clear();
+
+        if (startsWithNoCase(line, "Databases")) {
+            databases.readSection(in);
+        } else if (startsWithNoCase(line, "PARSE")) {
+            parseOptions.readSection(in);
+        } else if (startsWithNoCase(line, "WWW")) {
+            wwwOptions.readSection(in);
+        } else if (startsWithNoCase(line, "Taxonomy_")) {
+            readTaxonomy(in);
+        } else if (startsWithNoCase(line, "Cluster")) {
+            clusterParams.readSection(in);
+        } else if (startsWithNoCase(line, "UniGene")) {
+            unigeneOptions.readSection(in);
+        } else if (startsWithNoCase(line, "Processor")) {
+            processorOptions.readSection(in);
+        } else if (startsWithNoCase(line, "Options")) {
+            quorixOptions.readSection(in);
+        } else if (startsWithNoCase(line, "Cron")) {
+            cronOptions.readSection(in);
+        } else if (startsWithNoCase(line, "Files")) {
+            // The server's own file list: not the installer's to keep.
+            skipToEndLine(in);
+        }
+    }
+    if (!pending.empty()) comments.push_back(std::move(pending));
+}
+
+void qx_datfile::readTaxonomy(section_input& in)
+{
+    const std::string head = in.line;
+    unsigned long n = 0;
+    if (!taxonomyNumber(std::string_view(head).substr(9), n) ||
+        n > static_cast<unsigned long>(kHighestTaxonomy)) {
+        errorList.addError(qxerr::taxonomyEntry, fileName.c_str(), head.c_str());
+        skipToEndLine(in);
+        return;
+    }
+    if (taxonomy[n]) {
+        // The first definition stands; this one's lines fall to the top level.
+        errorList.addError(qxerr::taxonomyTwice, static_cast<int>(n));
+        return;
+    }
+    taxonomy[n] = std::make_unique<qx_taxonomyrules>();
+    taxonomy[n]->readSection(in);
+}
+
+void qx_datfile::writeCommentSlot(FILE* file, size_t i) const
+{
+    if (i < comments.size() && !comments[i].empty()) writeText(file, comments[i]);
+}
+
+bool qx_datfile::save()
+{
+    clearAllErrors();
+    if (fileName.empty()) fileName = "../config/quorix.dat";
+    FILE* file = openFile(fileName.c_str(), "w", this);
+    if (!file) return false;
+    locale_setter locale;
+    file_ptr guard(file);
+    std::setvbuf(file, nullptr, _IOFBF, 1 << 16);
+
+    // Comment texts keep their ordinal places: the text that stood before the
+    // k-th head read stands before the k-th section written.
+    size_t slot = 0;
+    writeCommentSlot(file, slot);
+    auto written = [&]() { writeCommentSlot(file, ++slot); };
+
+    if (databases.isAvailable()) {
+        databases.writeSection(file);
+        written();
+    }
+    if (parseOptions.isAvailable()) {
+        parseOptions.writeSection(file, "PARSE");
+        written();
+    }
+    if (wwwOptions.isAvailable()) {
+        wwwOptions.writeSection(file, "WWW");
+        written();
+    }
+    for (int n = 0; n <= kHighestTaxonomy; ++n) {
+        if (taxonomy[n] && taxonomy[n]->isAvailable()) {
+            taxonomy[n]->writeSection(file, "Taxonomy_" + std::to_string(n));
+            written();
+        }
+    }
+    const std::pair<const qx_section*, const char*> tail[] = {
+        {&clusterParams, "Cluster"},   {&unigeneOptions, "UniGene"}, {&processorOptions, "Processor"},
+        {&quorixOptions, "Options"},   {&cronOptions, "Cron"},
+    };
+    for (const auto& [section, head] : tail) {
+        if (section->isAvailable()) {
+            section->writeSection(file, head);
+            written();
+        }
+    }
+    for (size_t j = slot + 1; j < comments.size(); ++j) writeCommentSlot(file, j);
+
+    // Flushed here so that a full disk shows in the error flag, not only in
+    // the close that nobody checks.
+    std::fflush(file);
+    if (std::ferror(file)) errorList.addOsError(qxerr::writeFile, fileName.c_str());
+    return isValid();
+}
+
+void qx_datfile::replacePlaceholders(qx_customproperty& section, const std::string& root,
+                                     const std::string& host, const std::string& url)
+{
+    for (int i = 0; i < section.lineCount(); ++i) {
+        std::string value = section.getValue(i);
+        std::string original = value;
+        replaceFirst(value, "###ROOT###", root);
+        replaceFirst(value, "###HOSTNAME###", host);
+        if (!url.empty()) replaceFirst(value, "###URL###", url);
+        // Only a changed value is stored: storing gives a bare key a
+        // delimiter, and a line without placeholders must stay as it stood.
+        if (value != original) section.setValue(i, value);
+    }
+}
+
+}  // namespace orvane

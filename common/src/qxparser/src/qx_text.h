@@ -1,0 +1,92 @@
+// Line classification shared by the top level and the section readers.
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace orvane {
+class qx_filesource;
+class qx_errorlist;
+}  // namespace orvane
+
+namespace qxparser_internal {
+
+constexpr char kCtrlZ = 26;
+
+inline char lowerAscii(char c)
+{
+    return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Blanks, tabs and Ctrl-Z up to the end, a carriage return or a line feed.
+inline bool isBlankLine(std::string_view line)
+{
+    for (char c : line) {
+        if (c == '\r' || c == '\n') return true;
+        if (c != ' ' && c != '\t' && c != kCtrlZ) return false;
+    }
+    return true;
+}
+
+inline bool isCommentLine(std::string_view line)
+{
+    return !line.empty() && line[0] == '#';
+}
+
+// "end" in any case, then a blank, a line break or nothing. A tab doesn't
+// count: "end<TAB>x" is an ordinary line.
+inline bool isEndLine(std::string_view line)
+{
+    if (line.size() < 3) return false;
+    if (lowerAscii(line[0]) != 'e' || lowerAscii(line[1]) != 'n' || lowerAscii(line[2]) != 'd')
+        return false;
+    if (line.size() == 3) return true;
+    char c = line[3];
+    return c == ' ' || c == '\r' || c == '\n';
+}
+
+inline bool startsWithNoCase(std::string_view line, std::string_view prefix)
+{
+    if (line.size() < prefix.size()) return false;
+    for (size_t i = 0; i < prefix.size(); ++i) {
+        if (lowerAscii(line[i]) != lowerAscii(prefix[i])) return false;
+    }
+    return true;
+}
+
+inline void trailingCut(std::string& line)
+{
+    size_t n = line.size();
+    while (n > 0) {
+        char c = line[n - 1];
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') break;
+        --n;
+    }
+    line.resize(n);
+}
+
+inline void writeText(FILE* file, std::string_view text)
+{
+    if (!text.empty()) std::fwrite(text.data(), 1, text.size(), file);
+}
+
+inline void writeLine(FILE* file, std::string_view text)
+{
+    writeText(file, text);
+    std::fputc('\n', file);
+}
+
+// What a section reader works with: the source of its lines, the list its
+// faults go to and the file's name for the messages.
+struct section_input {
+    orvane::qx_filesource& source;
+    orvane::qx_errorlist& errors;
+    const std::string& fileName;
+    std::string line;
+
+    bool next();
+};
+
+}  // namespace qxparser_internal

@@ -1,0 +1,31 @@
+// Files for the tests: a private temporary folder, bytes in and out, and a
+// read-and-save of a text.
+#pragma once
+
+#include <string>
+
+#include "orvane/qx_datfile.h"
+
+namespace qxtestfiles {
+
+// A folder of this test program's own, made on first use.
+std::string tempDir();
+std::string tempPath(const std::string& name);
+std::string corpusDir();
+
+void writeBytes(const std::string& path, const std::string& bytes);
+std::string readBytes(const std::string& path);
+
+// A text as a save writes it on this platform: its text files end lines in
+// CR LF on Windows.
+std::string platformText(const std::string& lfText);
+
+// Writes `input` to a file, reads it into `dat` and saves it to another file;
+// gives what was saved.
+std::string readAndSave(const std::string& input, orvane::qx_datfile& dat);
+std::string readAndSave(const std::string& input);
+
+// The save text back in LF form, whatever platform wrote it.
+std::string lfText(const std::string& platform);
+
+}  // namespace qxtestfiles

@@ -1,0 +1,2 @@
+#!perl
+print "Content-type: text/plain\n\nsearch\n";

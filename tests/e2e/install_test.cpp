@@ -1,0 +1,162 @@
+// End-to-end installs of the sample package under Wine's msiexec: what ends
+// up on disk after execute, commit and rollback, the real exit code, and the
+// actions' own lines in the install log.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "run.h"
+
+namespace {
+
+const char* kDir = "qx-e2e";  // C:\qx-e2e\ in the prefix
+
+std::string Prefix()
+{
+    const char* p = std::getenv("WINEPREFIX");
+    return p && *p ? p : qxnative::SourceDir() + "/build/wine";
+}
+
+std::string WinPath(const std::string& unixPath)
+{
+    std::string w = "Z:" + unixPath;
+    std::replace(w.begin(), w.end(), '/', '\\');
+    return w;
+}
+
+std::string Root() { return Prefix() + "/drive_c/" + kDir; }
+std::string Config(const std::string& name) { return Root() + "/config/" + name; }
+std::string Package() { return qxnative::BuildDir("win64") + "/package/quorix-sample.msi"; }
+
+struct Install {
+    int exitCode = -1;
+    std::string log;
+    std::string output;
+};
+
+// Runs msiexec inside cmd so that the real exit code comes back (a shell
+// sees it modulo 256).
+Install Msiexec(const std::string& verb, const std::string& properties, const std::string& logName)
+{
+    const std::string log = qxnative::SourceDir() + "/build/test-results/" + logName + ".log";
+    std::remove(log.c_str());
+    const std::string command = qxnative::SourceDir() + "/tools/wine-run cmd /c 'msiexec " + verb + " " +
+                                WinPath(Package()) + " /qn /l*v " + WinPath(log) + " " + properties +
+                                " & echo ERRORLEVEL=%ERRORLEVEL%'";
+    Install result;
+    auto r = qxnative::Run(command);
+    result.output = r.output;
+    auto at = r.output.rfind("ERRORLEVEL=");
+    if (at != std::string::npos) result.exitCode = std::atoi(r.output.c_str() + at + 11);
+    if (qxnative::Exists(log)) result.log = qxnative::ReadFile(log);
+    return result;
+}
+
+bool LogHas(const Install& i, const std::string& line)
+{
+    const auto lines = qxnative::Lines(i.log);
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+std::string Golden(const std::string& name)
+{
+    return qxnative::ReadFile(qxnative::SourceDir() + "/tests/e2e/golden/" + name);
+}
+
+const std::string kOld = "# written by hand\r\nAlias /old C:/old/\r\n";
+
+struct Scenario {
+    const char* name;
+    bool oldFile;             // an httpd.conf stands before the install
+    const char* properties;
+    int exitCode;
+    const char* expectF;      // "golden", "old"
+    const char* expectB;      // nullptr, "old"
+    std::vector<std::string> logLines;
+    std::vector<std::string> absentLines;
+};
+
+// A product left installed by an interrupted run would turn /i into
+// maintenance: remove it once before any scenario.
+class ResetProduct : public ::testing::Environment {
+public:
+    void SetUp() override
+    {
+        ASSERT_TRUE(qxnative::Exists(Package())) << "build the win64 tree first";
+        Msiexec("/x", "", "e2e-reset");
+    }
+};
+const auto* const kReset = ::testing::AddGlobalTestEnvironment(new ResetProduct);
+
+class ApacheInstall : public ::testing::TestWithParam<Scenario> {
+protected:
+    void SetUp() override { qxnative::Run("rm -rf '" + Root() + "'"); }
+    void TearDown() override
+    {
+        if (installed_) EXPECT_EQ(Msiexec("/x", "", std::string("e2e-remove-") + GetParam().name).exitCode, 0);
+        qxnative::Run("rm -rf '" + Root() + "'");
+    }
+    bool installed_ = false;
+};
+
+TEST_P(ApacheInstall, LeavesTheRightFiles)
+{
+    const Scenario& s = GetParam();
+    if (s.oldFile) {
+        qxnative::Run("mkdir -p '" + Root() + "/config'");
+        qxnative::WriteFile(Config("httpd.conf"), kOld);
+    }
+    const Install i = Msiexec("/i", std::string(s.properties) + " QUORIX_APACHE_WEB_VDIR=quorix QUORIXDIR=C:\\" + kDir + "\\",
+                              std::string("e2e-") + s.name);
+    installed_ = i.exitCode == 0;
+    ASSERT_EQ(i.exitCode, s.exitCode) << i.output;
+
+    const std::string expectF = std::string(s.expectF) == "old" ? kOld : Golden("httpd.conf");
+    ASSERT_TRUE(qxnative::Exists(Config("httpd.conf")));
+    EXPECT_EQ(qxnative::ReadFile(Config("httpd.conf")), expectF);
+    EXPECT_FALSE(qxnative::Exists(Config("httpd.conf.tmp")));
+    if (s.expectB)
+        EXPECT_EQ(qxnative::ReadFile(Config("httpd.conf.bak")), kOld);
+    else
+        EXPECT_FALSE(qxnative::Exists(Config("httpd.conf.bak")));
+
+    for (const auto& line : s.logLines) EXPECT_TRUE(LogHas(i, line)) << "missing log line: " << line;
+    for (const auto& line : s.absentLines)
+        EXPECT_EQ(i.log.find(line), std::string::npos) << "unexpected log text: " << line;
+}
+
+const std::string kCreating =
+    "CreateApacheConfDeferred:  Creating new Apache configuration file: C:\\qx-e2e\\config\\httpd.conf";
+const std::string kCopying = "CreateApacheConfDeferred:  Copying file \"C:\\qx-e2e\\config\\httpd.conf\" to "
+                             "\"C:\\qx-e2e\\config\\httpd.conf.tmp\"";
+const std::string kToBackup = "CreateApacheConfDeferred:  Moving file \"C:\\qx-e2e\\config\\httpd.conf.tmp\" to "
+                              "\"C:\\qx-e2e\\config\\httpd.conf.bak\"";
+const std::string kRestore = "CreateApacheConfDeferred:  Moving file \"C:\\qx-e2e\\config\\httpd.conf.tmp\" to "
+                             "\"C:\\qx-e2e\\config\\httpd.conf\"";
+const std::string kFailing = "FailInstallIfAsked:  failing the install on request";
+
+INSTANTIATE_TEST_SUITE_P(
+    Scenarios, ApacheInstall,
+    ::testing::Values(
+        Scenario{"FirstInstall", false, "", 0, "golden", nullptr, {kCreating}, {"Copying file", "Moving file"}},
+        Scenario{"Upgrade", true, "", 0, "golden", "old", {kCopying, kCreating, kToBackup}, {kRestore}},
+        Scenario{"LateFailureRestoresOldFile", true, "QX_FAIL_LATE=1", 1603, "old", nullptr,
+                 {kCopying, kCreating, kFailing, kRestore}, {kToBackup}},
+        Scenario{"LateFailureOnFirstInstallKeepsNewFile", false, "QX_FAIL_LATE=1", 1603, "golden", nullptr,
+                 {kCreating, kFailing}, {"Moving file"}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(ApacheInstallFailure, MissingWebPathFailsTheInstallWithItsText)
+{
+    qxnative::Run("rm -rf '" + Root() + "'");
+    // The web path normally comes from the web server dialog; here nobody set it.
+    const Install i = Msiexec("/i", std::string("QUORIXDIR=C:\\") + kDir + "\\",
+                              "e2e-missing-vdir");
+    EXPECT_EQ(i.exitCode, 1603) << i.output;
+    EXPECT_TRUE(LogHas(i, "CreateApacheConf:  Property \"QUORIX_APACHE_WEB_VDIR\" does not exist  (0x80070057)"));
+    EXPECT_FALSE(qxnative::Exists(Config("httpd.conf")));
+    qxnative::Run("rm -rf '" + Root() + "'");
+}
+
+}  // namespace

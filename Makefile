@@ -1,19 +1,23 @@
 # The two commands of the quick start. Both set up what is missing first.
 JOBS ?= 2
-PRESETS := native win64 win32
-
-.PHONY: all setup build test demo clean fuzz bench $(PRESETS:%=build-%)
+.PHONY: all setup build test demo clean fuzz bench
 
 all: build
 
 setup:
 	@tools/setup
 
-build: setup $(PRESETS:%=build-%)
+# One configure per build tree (cmake re-runs itself when CMake files change).
+define preset_build
+	@test -f build/$(1)/build.ninja || cmake --preset $(1) >/dev/null
+	cmake --build build/$(1) -j $(JOBS)
+endef
 
-build-%:
-	@test -f build/$*/build.ninja || cmake --preset $* >/dev/null
-	cmake --build build/$* -j $(JOBS)
+build: setup
+	$(call preset_build,native)
+	$(call preset_build,win64)
+	$(call preset_build,win32)
+	$(call preset_build,fuzz)
 
 test: build
 	@tools/run-tests
@@ -21,8 +25,11 @@ test: build
 demo: build
 	@tools/demo
 
-fuzz: setup build-fuzz
-bench: setup build-bench
+fuzz: setup
+	$(call preset_build,fuzz)
+
+bench: setup
+	$(call preset_build,bench)
 
 clean:
 	rm -rf build

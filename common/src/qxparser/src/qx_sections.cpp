@@ -36,7 +36,12 @@ void qx_section::readLines(section_input& in, qx_linestorage storage)
         if (isEndLine(line)) return;
         if (storage == qx_linestorage::afterCut ||
             (storage == qx_linestorage::afterCutUnlessBlank && !isBlankLine(line))) {
-            trailingCut(line);
+            // "end" and a tab isn't an end line, but cut it would be one, and
+            // would close the section early when the saved file is read again:
+            // such a line keeps its blanks.
+            std::string cut = line;
+            trailingCut(cut);
+            if (!isEndLine(cut)) line.swap(cut);
         }
         parseLine(std::string_view(line));
     }

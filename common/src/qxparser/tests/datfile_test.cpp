@@ -80,6 +80,15 @@ TEST(DatFile, HeadsAreMatchedByTheirLeadingCharactersInAnyCase)
     EXPECT_EQ(roundTrip("www\nend\nparse\nend\ntaxonomy_3\nend\n"), "PARSE\nend\nWWW\nend\nTaxonomy_3\nend\n");
 }
 
+TEST(DatFile, LinesThatOnlyTheCutWouldMakeEndLinesKeepTheirBlanks)
+{
+    // Cut, these would be "end" and close the section when the saved file is read.
+    for (const char* section : {"Options", "Cluster", "UniGene"}) {
+        std::string in = std::string(section) + "\nend\t\nend\t\r\t\nA 1\t\nend\n";
+        EXPECT_EQ(roundTrip(in), std::string(section) + "\nend\t\nend\t\r\t\nA 1\nend\n") << section;
+    }
+}
+
 TEST(DatFile, SectionWithoutEndLineSwallowsTheRest)
 {
     EXPECT_EQ(roundTrip("Options\nA 1\nDatabases\nB 2\n"), "Options\nA 1\nDatabases\nB 2\nend\n");

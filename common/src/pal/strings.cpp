@@ -2,6 +2,8 @@
 
 #include <iomanip>
 #include <sstream>
+#include <cstring>
+#include <cwchar>
 #include <type_traits>
 
 #include "pal/exception.h"
@@ -37,10 +39,15 @@ S TrimRightT(const S& text)
     return text.substr(0, n);
 }
 
+// Conversion failures name the module, not the file, as their source.
+[[noreturn]] void Fail(int32_t code, uint32_t line)
+{
+    throw StrCvtError(line, "string", code);
+}
+
 void ExpectEnd(std::wistream& in)
 {
-    if (in.peek() != std::char_traits<wchar_t>::eof())
-        PAL_THROW(StrCvtError, StrCvtError::Incomplete);
+    if (in.peek() != std::char_traits<wchar_t>::eof()) Fail(StrCvtError::Incomplete, __LINE__);
 }
 
 // One frame for every number type: trimmed text, formatted extraction in the
@@ -52,7 +59,7 @@ T Parse(const std::wstring& text, int base, const std::locale& locale, Read read
     in.imbue(locale);
     in >> std::setbase(base);
     T value = read(in);
-    if (in.fail() || in.bad()) PAL_THROW(StrCvtError, StrCvtError::InvalidInput);
+    if (in.fail() || in.bad()) Fail(StrCvtError::InvalidInput, __LINE__);
     ExpectEnd(in);
     return value;
 }
@@ -139,26 +146,82 @@ bool StrToBool(const std::wstring& text, bool allowNames, const std::locale& loc
 }
 
 #ifdef _WIN32
-std::string NarrowText(const std::wstring& text, unsigned codePage)
+namespace {
+[[noreturn]] void ThrowLastError()
 {
-    if (text.empty()) return std::string();
-    int n = WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()),
-                                nullptr, 0, nullptr, nullptr);
-    if (n <= 0) throw ATL::CAtlException(static_cast<int32_t>(0x80070000 | (GetLastError() & 0xFFFF)));
-    std::string out(static_cast<size_t>(n), '\0');
-    WideCharToMultiByte(codePage, 0, text.data(), static_cast<int>(text.size()), &out[0], n,
-                        nullptr, nullptr);
-    return out;
+    const DWORD e = GetLastError();
+    throw ATL::CAtlException(e > 0 ? static_cast<int32_t>((e & 0xFFFF) | 0x80070000)
+                                   : static_cast<int32_t>(e));
+}
+}  // namespace
+
+NarrowText::NarrowText(const wchar_t* text, unsigned codePage)
+{
+    if (text) Convert(text, static_cast<int>(wcslen(text)) + 1, codePage);
 }
 
-std::wstring WideText(const std::string& text, unsigned codePage)
+NarrowText::NarrowText(const std::wstring& text, unsigned codePage)
 {
-    if (text.empty()) return std::wstring();
-    int n = MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()), nullptr, 0);
-    if (n <= 0) throw ATL::CAtlException(static_cast<int32_t>(0x80070000 | (GetLastError() & 0xFFFF)));
-    std::wstring out(static_cast<size_t>(n), L'\0');
-    MultiByteToWideChar(codePage, 0, text.data(), static_cast<int>(text.size()), &out[0], n);
-    return out;
+    Convert(text.c_str(), static_cast<int>(text.size()) + 1, codePage);
+}
+
+// `length` counts the terminator, so that the result carries one too.
+void NarrowText::Convert(const wchar_t* text, int length, unsigned codePage)
+{
+    // Up to four bytes a character: most texts never leave the small buffer.
+    size_t capacity = static_cast<size_t>(length) * 4;
+    char* out = small_;
+    if (capacity > sizeof(small_)) {
+        heap_.assign(capacity, '\0');
+        out = &heap_[0];
+    } else {
+        capacity = sizeof(small_);
+    }
+    int n = WideCharToMultiByte(codePage, 0, text, length, out, static_cast<int>(capacity), nullptr, nullptr);
+    if (n == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+        n = WideCharToMultiByte(codePage, 0, text, length, nullptr, 0, nullptr, nullptr);
+        if (n == 0) ThrowLastError();
+        heap_.assign(static_cast<size_t>(n), '\0');
+        out = &heap_[0];
+        n = WideCharToMultiByte(codePage, 0, text, length, out, n, nullptr, nullptr);
+    }
+    if (n == 0) ThrowLastError();
+    text_ = out;
+    size_ = static_cast<size_t>(n) - 1;
+}
+
+WideText::WideText(const char* text, unsigned codePage)
+{
+    if (text) Convert(text, static_cast<int>(strlen(text)) + 1, codePage);
+}
+
+WideText::WideText(const std::string& text, unsigned codePage)
+{
+    Convert(text.c_str(), static_cast<int>(text.size()) + 1, codePage);
+}
+
+void WideText::Convert(const char* text, int length, unsigned codePage)
+{
+    // One wide character a byte is enough for every code page.
+    size_t capacity = static_cast<size_t>(length);
+    wchar_t* out = small_;
+    if (capacity > sizeof(small_) / sizeof(small_[0])) {
+        heap_.assign(capacity, L'\0');
+        out = &heap_[0];
+    } else {
+        capacity = sizeof(small_) / sizeof(small_[0]);
+    }
+    int n = MultiByteToWideChar(codePage, 0, text, length, out, static_cast<int>(capacity));
+    if (n == 0 && GetLastError() == ERROR_INSUFFICIENT_BUFFER) {
+        n = MultiByteToWideChar(codePage, 0, text, length, nullptr, 0);
+        if (n == 0) ThrowLastError();
+        heap_.assign(static_cast<size_t>(n), L'\0');
+        out = &heap_[0];
+        n = MultiByteToWideChar(codePage, 0, text, length, out, n);
+    }
+    if (n == 0) ThrowLastError();
+    text_ = out;
+    size_ = static_cast<size_t>(n) - 1;
 }
 #endif
 

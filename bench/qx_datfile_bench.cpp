@@ -93,7 +93,7 @@ void BM_PlainReadWrite(benchmark::State& state)
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
 }
-BENCHMARK(BM_PlainReadWrite)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_PlainReadWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_DatfileReadSave(benchmark::State& state)
 {
@@ -107,7 +107,7 @@ void BM_DatfileReadSave(benchmark::State& state)
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
 }
-BENCHMARK(BM_DatfileReadSave)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DatfileReadSave)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_DatfileReadOnly(benchmark::State& state)
 {
@@ -119,7 +119,7 @@ void BM_DatfileReadOnly(benchmark::State& state)
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
 }
-BENCHMARK(BM_DatfileReadOnly)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DatfileReadOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 

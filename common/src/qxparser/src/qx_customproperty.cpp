@@ -88,17 +88,17 @@ void qx_customproperty::copyLines(const qx_customproperty& other)
     defaultDelimiter = other.defaultDelimiter;
 }
 
-void qx_customproperty::appendEntry(const std::string& name, const std::string& value,
-                                    const std::string& delimiter, bool atFront)
+void qx_customproperty::appendEntry(std::string name, std::string value, std::string delimiter,
+                                    bool atFront)
 {
     if (atFront) {
-        names.insert(names.begin(), name);
-        values.insert(values.begin(), value);
-        delimiters.insert(delimiters.begin(), delimiter);
+        names.insert(names.begin(), std::move(name));
+        values.insert(values.begin(), std::move(value));
+        delimiters.insert(delimiters.begin(), std::move(delimiter));
     } else {
-        names.push_back(name);
-        values.push_back(value);
-        delimiters.push_back(delimiter);
+        names.push_back(std::move(name));
+        values.push_back(std::move(value));
+        delimiters.push_back(std::move(delimiter));
     }
 }
 

@@ -29,8 +29,7 @@ public:
     bool uncomment(int i, const char* delimiter = nullptr);
     void clearLines();
     void copyLines(const qx_customproperty& other);
-    void appendEntry(const std::string& name, const std::string& value,
-                     const std::string& delimiter, bool atFront = false);
+    void appendEntry(std::string name, std::string value, std::string delimiter, bool atFront = false);
     void parseLine(const char* line, bool atFront = false);
     void parseLine(std::string_view line, bool atFront = false);
     void setProperty(const std::string& name, const std::string& value, bool atFront = false);

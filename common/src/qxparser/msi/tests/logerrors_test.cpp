@@ -1,0 +1,48 @@
+// The parser's messages in the install log: one info line per message, with
+// the action's prefix, and the list left as it was.
+#include <gtest/gtest.h>
+
+#include "msiu/log.h"
+#include "msiu/session.h"
+#include "orvane/qx_datfile.h"
+#include "orvane/qx_logerrors.h"
+#include "qxtest/session.h"
+
+using namespace orvane;
+
+TEST(LogParserErrors, OneInfoLinePerMessageInOrderWithSeverityAndRepeats)
+{
+    qx_errorlist list;
+    list.setLoggingLevel(3);
+    list.addError(qxerr::threadCount, 4);
+    for (int i = 0; i < 4; ++i) list.addError(qxerr::databaseParameters, "q.dat", "SwissProt");
+    list.addError(qxerr::noHostname);
+
+    qxtest::Session s;
+    UINT result = msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(list); });
+    EXPECT_EQ(result, 0u);
+    const std::wstring db = L"Error in the configuration file q.dat - database SwissProt doesn't have enough parameters";
+    EXPECT_EQ(s.capture.Texts(msiu::kMsgInfo),
+              (std::vector<std::wstring>{
+                  L"ParserLog:  qxparser [3:0] -- Setting number of threads to 4",
+                  L"ParserLog:  qxparser [2:0] -- " + db,
+                  L"ParserLog:  qxparser [2:2] -- " + db + L" (Error repeated 3 times)",
+                  L"ParserLog:  qxparser [1:0] -- Failed to determine the hostname",
+              }));
+    EXPECT_EQ(list.getMessageCount(), 4);
+}
+
+TEST(LogParserErrors, TakesTheListOfADatFileAndLogsNothingForAnEmptyOne)
+{
+    qx_datfile empty;
+    qxtest::Session s;
+    msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(empty); });
+    EXPECT_TRUE(s.capture.Texts(msiu::kMsgInfo).empty());
+
+    qx_datfile dat;
+    dat.getErrorRepository().addError(qxerr::serviceNotRunning);
+    msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(dat); });
+    EXPECT_EQ(s.capture.Texts(msiu::kMsgInfo),
+              (std::vector<std::wstring>{L"ParserLog:  qxparser [1:0] -- The Quorix service is not running. "
+                                         L"Unable to retrieve configuration file."}));
+}

@@ -1,0 +1,98 @@
+// UpdateHtDigConf packs the configuration file, the database directory and
+// the web address; its deferred function rewrites three lines of htdig.conf
+// by the .tmp/.bak transaction.
+#include <windows.h>
+#include <msi.h>
+
+#include <filesystem>
+#include <fstream>
+#include <istream>
+#include <ostream>
+
+#include "help_search/help_search.h"
+#include "msiu/deferred.h"
+#include "msiu/error.h"
+#include "msiu/files.h"
+#include "msiu/log.h"
+#include "msiu/property.h"
+#include "msiu/session.h"
+#include "pal/strings.h"
+
+namespace quorix::help_search {
+
+std::string DatabaseDirLine(const std::string& databaseDir) { return "database_dir:\t" + databaseDir; }
+std::string StartUrlLine(const std::string& webUrl) { return "start_url:\t" + webUrl + "/home.html"; }
+std::string LimitUrlsLine(const std::string& webUrl) { return "limit_urls_to:\t" + webUrl; }
+
+void RewriteConfLines(std::istream& in, std::ostream& out, const std::string& databaseDir, const std::string& webUrl,
+                      const std::wstring& inName, const std::wstring& outName)
+{
+    // The key must be the first text of the line: a commented-out key, or
+    // one behind another key, stays as it is.
+    const std::pair<const char*, std::string> keys[] = {
+        {"database_dir:", DatabaseDirLine(databaseDir)},
+        {"start_url:", StartUrlLine(webUrl)},
+        {"limit_urls_to:", LimitUrlsLine(webUrl)},
+    };
+    for (std::string line; std::getline(in, line);) {
+        const size_t p = line.find_first_not_of(" \t");
+        const std::string* replacement = nullptr;
+        if (p != std::string::npos) {
+            for (const auto& key : keys) {
+                if (line.find(key.first) == p) {
+                    replacement = &key.second;
+                    break;
+                }
+            }
+        }
+        if (p == std::string::npos) out << '\n';
+        else out << (replacement ? *replacement : line) << '\n';
+        out.flush();
+    }
+    if (in.fail() && !in.eof()) msiu::ThrowError(msiu::kFail, L"Failed reading file: %s", inName.c_str());
+    if (out.fail()) msiu::ThrowError(msiu::kFail, L"Failed writing file: %s", outName.c_str());
+}
+
+void UpdateConfFile(const std::wstring& file, const std::wstring& databaseDir, const std::wstring& webUrl)
+{
+    msiu::FileTransaction transaction(file);
+    // No test for F first: a missing F fails here with the copy's own text.
+    msiu::CopyFileTo(transaction.Target(), transaction.Temp(), true);
+    msiu::LogMessage(msiu::kMsgInfo, L"Updating htdig configuration file: %s", file.c_str());
+
+    std::ifstream in(std::filesystem::path(transaction.Temp()));
+    if (!in.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for reading: %s", transaction.Temp().c_str());
+    std::ofstream out(std::filesystem::path(file), std::ios::out | std::ios::trunc);
+    if (!out.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
+    RewriteConfLines(in, out, PAL::NarrowText(databaseDir), PAL::NarrowText(webUrl), transaction.Temp(), file);
+}
+
+}  // namespace quorix::help_search
+
+extern "C" UINT __stdcall UpdateHtDigConf(MSIHANDLE session)
+{
+    return msiu::RunAction(session, L"UpdateHtDigConf", false, [] {
+        const std::wstring url = msiu::GetProperty(L"QUORIX_WEB_URL", true);
+        const std::wstring db = msiu::GetProperty(L"db", true);
+        const std::wstring file = msiu::FormatString(L"[#htdig.conf]");
+        const std::wstring data = msiu::JoinFields({file, db, url});
+        for (const wchar_t* name : {L"UpdateHtDigConfRollback", L"UpdateHtDigConfExec", L"UpdateHtDigConfCommit"})
+            msiu::ScheduleDeferredAction(name, data);
+    });
+}
+
+extern "C" UINT __stdcall UpdateHtDigConfDeferred(MSIHANDLE session)
+{
+    return msiu::RunAction(session, L"UpdateHtDigConfDeferred", false, [] {
+        const auto fields = msiu::GetDeferredFields(3);
+        const std::wstring databaseDir = msiu::ToForwardSlashes(fields[1]);
+        msiu::FileTransaction file(fields[0]);
+
+        switch (msiu::CurrentPhase()) {
+        case msiu::Phase::Execute: quorix::help_search::UpdateConfFile(file.Target(), databaseDir, fields[2]); break;
+        case msiu::Phase::Commit: file.Commit(); break;
+        case msiu::Phase::Rollback: file.Rollback(); break;
+        case msiu::Phase::None: break;
+        }
+    });
+}

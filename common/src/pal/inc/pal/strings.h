@@ -5,6 +5,14 @@
 #include <locale>
 #include <string>
 
+// The shell's path header defines StrToInt and StrToLong as macros.
+#ifdef StrToInt
+#undef StrToInt
+#endif
+#ifdef StrToLong
+#undef StrToLong
+#endif
+
 namespace PAL {
 
 std::wstring TrimLeft(const std::wstring& text);

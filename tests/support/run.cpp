@@ -1,6 +1,8 @@
 #include "run.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,14 +14,15 @@ namespace qxnative {
 
 RunResult Run(const std::string& command)
 {
-    RunResult r{-1, {}};
-    FILE* p = popen((command + " 2>&1").c_str(), "r");
-    if (!p) return r;
-    char buffer[4096];
-    size_t n;
-    while ((n = fread(buffer, 1, sizeof buffer, p)) > 0) r.output.append(buffer, n);
-    int status = pclose(p);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    // Output goes through a file, not a pipe: a Windows program may leave
+    // Wine's services behind, and they would hold a pipe open for ever.
+    char name[] = "/tmp/qxrunXXXXXX";
+    int fd = mkstemp(name);
+    if (fd < 0) return {-1, {}};
+    close(fd);
+    int status = std::system((command + " </dev/null >" + name + " 2>&1").c_str());
+    RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(name)};
+    std::remove(name);
     return r;
 }
 

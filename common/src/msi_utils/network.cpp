@@ -116,6 +116,20 @@ size_t Count(const std::wstring& text, wchar_t c)
     return n;
 }
 
+// mingw's header declares the validator without its calling convention, so
+// a 32-bit call through it would not link (and would unbalance the stack if
+// it did): the entry is taken from the library with the right type instead.
+DNS_STATUS ValidateDnsName(const wchar_t* name, DNS_NAME_FORMAT format)
+{
+    using Fn = DNS_STATUS(WINAPI*)(PCWSTR, DNS_NAME_FORMAT);
+    static const Fn fn = [] {
+        HMODULE m = LoadLibraryW(L"dnsapi.dll");
+        return m ? reinterpret_cast<Fn>(reinterpret_cast<void*>(GetProcAddress(m, "DnsValidateName_W"))) : nullptr;
+    }();
+    if (!fn) ThrowError(HResultFromWin32(ERROR_PROC_NOT_FOUND), L"DnsValidateName_W is not available");
+    return fn(name, format);
+}
+
 }  // namespace
 
 bool IsUsableIPv4Address(const std::wstring& text, unsigned rejectFlags)
@@ -160,7 +174,7 @@ int ClassifyHostAddress(const std::wstring& text)
         return IsUsableIPv6Address(text, 0) ? kIPv6Address : kNotAnAddress;
     if (text.empty() || text[0] == L'.') return kNotAnAddress;
     const DNS_NAME_FORMAT format = Count(text, L'.') > 0 ? DnsNameHostnameFull : DnsNameHostnameLabel;
-    const DNS_STATUS status = DnsValidateName_W(text.c_str(), format);
+    const DNS_STATUS status = ValidateDnsName(text.c_str(), format);
     // A legal name that is not RFC-conformant (an underscore) is still a name.
     if (status == 0 || status == DNS_ERROR_NON_RFC_NAME) return kHostName;
     return kNotAnAddress;

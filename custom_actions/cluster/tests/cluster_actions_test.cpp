@@ -1,1 +1,107 @@
+// The detect actions on installations with the cluster on, off, absent and an
+// unreadable quorix.dat, and the scheduling and deferred copy of the node
+// list, through the DLL's exports on real installer sessions.
 #include <gtest/gtest.h>
+
+#include "qxtest/session.h"
+
+namespace {
+
+const std::string kDatHead = "Databases\nSwissProt SwissProt/SwissProt_*.fasta AA 1234 1 1 1 2 0 1 6 7 8 0\nend\n"
+                             "Options\nMailTransport 2\nend\n";
+
+struct Installation {
+    const char* name;
+    const char* dat;  // nullptr: no quorix.dat
+    bool nodeList;
+    const wchar_t* mode;     // QUORIX_USE_CLUSTER_MODE afterwards
+    const wchar_t* modeSet;  // QUORIX_USE_CLUSTER_MODE_SET afterwards
+};
+
+const Installation kInstallations[] = {
+    {"cluster on", "Cluster\nEnabled 1\nMasterComputerName host1\nend\n", false, L"1", L"1"},
+    {"cluster off", "Cluster\nEnabled 0\nend\n", false, L"", L"1"},
+    {"no Cluster section", "", false, L"", L"1"},
+    {"unreadable file", "<BODY><H1>Quorix search status page</H1>\n", false, L"old", L""},
+    {"no quorix.dat", nullptr, false, L"old", L""},
+    {"node list but no quorix.dat", nullptr, true, L"old", L""},
+    {"node list and cluster on", "Cluster\nEnabled 1\nend\n", true, L"1", L"1"},
+};
+
+TEST(DetectClusterMode, BothVariantsOnEachInstallation)
+{
+    for (const Installation& inst : kInstallations) {
+        for (const char* action : {"DetectClusterMode", "DetectClusterModeUI"}) {
+            SCOPED_TRACE(std::string(inst.name) + " / " + action);
+            const bool ui = std::string(action) == "DetectClusterModeUI";
+            qxtest::TempDir config;
+            if (inst.dat) qxtest::WriteFileBytes(config.File(L"quorix.dat"), kDatHead + inst.dat);
+            if (inst.nodeList) qxtest::WriteFileBytes(config.File(L"nodelist.txt"), "");
+            qxtest::Session s({{L"QuorixConfigDir", config.Path()}, {L"QUORIX_USE_CLUSTER_MODE", L"old"}});
+            EXPECT_EQ(qxtest::Action(action)(s.Handle()), 0u);
+            EXPECT_EQ(s.Property(L"QUORIX_USE_CLUSTER_MODE"), inst.mode);
+            EXPECT_EQ(s.Property(L"QUORIX_USE_CLUSTER_MODE_SET"), inst.modeSet);
+            // Only the UI variant looks for the node list.
+            EXPECT_EQ(s.Property(L"QuorixClusterDefined"), ui && inst.nodeList ? L"1" : L"");
+        }
+    }
+}
+
+TEST(DetectClusterMode, AnUnreadableFileHasItsReasonsInTheLog)
+{
+    qxtest::TempDir config;
+    qxtest::WriteFileBytes(config.File(L"quorix.dat"), kDatHead + "<BODY><H1>Quorix search status page</H1>\n");
+    qxtest::Session s({{L"QuorixConfigDir", config.Path()}});
+    ASSERT_EQ(qxtest::Action("DetectClusterMode")(s.Handle()), 0u);
+    bool told = false;
+    for (const auto& text : s.capture.AllTexts())
+        told = told || text.find(L"The Quorix service is not running. Unable to retrieve configuration file.") !=
+                           std::wstring::npos;
+    EXPECT_TRUE(told);
+}
+
+const std::vector<std::wstring> kTriple = {
+    L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
+    L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
+    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
+    L"('CopyConfigFilesRollback', 3329, 'QuorixCA', 'CopyConfigFilesDeferred')",
+    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
+    L"('CopyConfigFilesExec', 3073, 'QuorixCA', 'CopyConfigFilesDeferred')",
+    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
+    L"('CopyConfigFilesCommit', 3585, 'QuorixCA', 'CopyConfigFilesDeferred')",
+};
+
+TEST(CopyConfigFiles, PacksTheDirectoryAndTheTemporaryListForAllThreeNames)
+{
+    struct Case {
+        qxtest::Props props;
+        std::wstring data;
+        UINT result;
+    };
+    const Case cases[] = {
+        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}, {L"QUORIX_NODELIST_TXT_TMP", L"C:\\Temp\\qx1.tmp"}},
+         L"C:\\Srv\\config\\|C:\\Temp\\qx1.tmp", 0},
+        // No cluster setup in this install: the second field stays empty.
+        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}}, L"C:\\Srv\\config\\|", 0},
+        {{}, L"", 1603},
+    };
+    for (const Case& c : cases) {
+        qxtest::Session s(c.props, kTriple);
+        EXPECT_EQ(qxtest::Action("CopyConfigFiles")(s.Handle()), c.result);
+        for (const wchar_t* name : {L"CopyConfigFilesRollback", L"CopyConfigFilesExec", L"CopyConfigFilesCommit"})
+            EXPECT_EQ(s.Property(name), c.data);
+    }
+}
+
+TEST(CopyConfigFiles, WithoutAnExecutePhaseTheDeferredFunctionTouchesNothing)
+{
+    // An in-process session runs no script: neither phase is on, so the
+    // copy waits for the real install (the sample package shows it).
+    qxtest::TempDir dir;
+    qxtest::WriteFileBytes(dir.File(L"list.tmp"), "Node :5001,a,1,Windows_NT,C:/a,\\\\a\\a\r\n");
+    qxtest::Session s({{L"CustomActionData", dir.Path() + L"|" + dir.File(L"list.tmp")}});
+    EXPECT_EQ(qxtest::Action("CopyConfigFilesDeferred")(s.Handle()), 0u);
+    EXPECT_FALSE(qxtest::Exists(dir.File(L"nodelist.txt")));
+}
+
+}  // namespace

@@ -136,6 +136,94 @@ TEST(FeatureSelectionPresses, NoteOnceThenTheSameSelectionPasses)
     EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), L"");
 }
 
+// A product installed for real with ApacheWeb, removed again at the end: its
+// features then have installed states of their own.
+class InstalledProduct {
+public:
+    InstalledProduct()
+        : package_({{L"ALLUSERS", L""}}, Tables())
+    {
+        MSIHANDLE db = 0;
+        if (MsiOpenDatabaseW(package_.Path().c_str(), MSIDBOPEN_READONLY, &db) == 0) {
+            MSIHANDLE view = 0, row = 0;
+            MsiDatabaseOpenViewW(db, L"SELECT `Value` FROM `Property` WHERE `Property` = 'ProductCode'", &view);
+            MsiViewExecute(view, 0);
+            if (MsiViewFetch(view, &row) == 0) {
+                wchar_t buf[64];
+                DWORD n = 64;
+                MsiRecordGetStringW(row, 1, buf, &n);
+                code_ = buf;
+                MsiCloseHandle(row);
+            }
+            MsiCloseHandle(view);
+            MsiCloseHandle(db);
+        }
+        MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+        result_ = MsiInstallProductW(package_.Path().c_str(), L"ADDLOCAL=ApacheWeb TARGETDIR=C:\\qx-h6-features");
+    }
+    ~InstalledProduct()
+    {
+        if (result_ == 0) MsiConfigureProductW(code_.c_str(), INSTALLLEVEL_DEFAULT, INSTALLSTATE_ABSENT);
+    }
+    UINT Result() const { return result_; }
+    const std::wstring& Path() const { return package_.Path(); }
+    const std::wstring& Code() const { return code_; }
+
+private:
+    static std::vector<std::wstring> Tables()
+    {
+        auto sql = FeatureTables({L"IISWeb", L"ApacheWeb"});
+        sql.push_back(L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
+                      L"`Sequence` SHORT PRIMARY KEY `Action`)");
+        int n = 0;
+        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize", L"InstallValidate",
+                                 L"InstallInitialize", L"ProcessComponents", L"RegisterUser", L"RegisterProduct",
+                                 L"PublishFeatures", L"PublishProduct", L"InstallFinalize"})
+            sql.push_back(std::wstring(L"INSERT INTO `InstallExecuteSequence` (`Action`, `Sequence`) VALUES ('") + a +
+                          L"', " + std::to_wstring(100 * ++n) + L")");
+        return sql;
+    }
+    qxtest::PackageFile package_;
+    std::wstring code_;
+    UINT result_ = 1;
+};
+
+std::wstring PropertyOf(MSIHANDLE h, const wchar_t* name)
+{
+    wchar_t buf[512];
+    DWORD n = 512;
+    MsiGetPropertyW(h, name, buf, &n);
+    return buf;
+}
+
+TEST(FeatureSelectionInstalled, ApacheInstalledAndUnchangedGetsNoNote)
+{
+    std::wstring code;
+    {
+        InstalledProduct product;
+        code = product.Code();
+        ASSERT_EQ(product.Result(), 0u);
+        MSIHANDLE h = 0;
+        ASSERT_EQ(MsiOpenPackageW(product.Path().c_str(), &h), 0u);
+        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"}) EXPECT_EQ(MsiDoActionW(h, a), 0u);
+        INSTALLSTATE installed = INSTALLSTATE_UNKNOWN, action = INSTALLSTATE_UNKNOWN;
+        ASSERT_EQ(MsiGetFeatureStateW(h, L"ApacheWeb", &installed, &action), 0u);
+        EXPECT_EQ(installed, INSTALLSTATE_LOCAL);
+        EXPECT_EQ(action, INSTALLSTATE_UNKNOWN);
+        MsiSetPropertyW(h, L"PerlVersion", L"5008");
+        EXPECT_EQ(qxtest::Action("CheckFeatureStatesUI")(h), 0u);
+        EXPECT_EQ(PropertyOf(h, L"_InvalidFeatureStates"), L"");
+        EXPECT_EQ(PropertyOf(h, L"_WarnApacheDefaultDone"), L"") << "no note for what is already there";
+
+        // Removing the installed Apache leaves no web server at all.
+        ASSERT_EQ(MsiSetFeatureStateW(h, L"ApacheWeb", INSTALLSTATE_ABSENT), 0u);
+        EXPECT_EQ(qxtest::Action("CheckFeatureStatesUI")(h), 0u);
+        EXPECT_EQ(PropertyOf(h, L"_NotifyUserDlgText"), kNeither);
+        MsiCloseHandle(h);
+    }
+    EXPECT_EQ(MsiQueryProductStateW(code.c_str()), INSTALLSTATE_UNKNOWN) << "the product is removed again";
+}
+
 std::vector<std::wstring> g_boxes;
 int WINAPI RecordBox(HWND, LPCWSTR text, LPCWSTR, UINT)
 {

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -35,6 +36,10 @@ std::string SourceDir()
 
 std::string BuildDir(const std::string& preset)
 {
+    // QX_BUILD_WIN64=/path points the tests at another build of that preset.
+    std::string name = "QX_BUILD_";
+    for (char c : preset) name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (const char* v = std::getenv(name.c_str()); v && *v) return v;
     return SourceDir() + "/build/" + preset;
 }
 

@@ -14,7 +14,7 @@ struct RunResult {
 
 RunResult Run(const std::string& command);
 std::string SourceDir();
-std::string BuildDir(const std::string& preset);  // build/<preset> under the source tree
+std::string BuildDir(const std::string& preset);  // build/<preset>, or $QX_BUILD_<PRESET>
 std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
 bool Exists(const std::string& path);

@@ -130,13 +130,47 @@ bool qx_datfile::read()
     qx_filesource source(this, connectionSettings);
     if (!source.open(fileName.c_str(), 1, 0)) return isValid();
     locale_setter locale;
-    readTopLevel(source);
+    if (!readTopLevel(source)) return isValid();
+    checkDatabaseRules();
+    readNodeIdentity();
     return isValid();
 }
 
-void qx_datfile::readTopLevel(qx_filesource& source)
+void qx_datfile::checkDatabaseRules()
 {
-    section_input in{source, errorList, fileName, std::string()};
+    for (int i = 0; i < databases.getNumberOfDatabases(); ++i) {
+        const qx_databaseoptions& entry = *databases.getDatabase(i);
+        if (!entry.isActive()) break;
+        auto check = [&](int32_t number, const char* kind) {
+            if (number < 0 || number >= qx_parseoptions::kRuleCount || !parseOptions.getRule(number).isActive()) {
+                errorList.addError(qxerr::missingRule, fileName.c_str(), entry.getName().c_str(), kind);
+                return;
+            }
+            qx_parserule& rule = parseOptions.getRule(number);
+            if (!rule.isCompiled()) rule.compile(&errorList);
+        };
+        check(entry.getAccessionRule(), "accession");
+        check(entry.getDescriptionRule(), "description");
+        if (entry.getHasAccessionRefRule()) check(entry.getAccessionRefRule(), "accessionRef");
+    }
+}
+
+// A cluster node has a "../config/iam.dat" that starts with 0; the master's
+// holds another number or doesn't exist. A node reads its own control file.
+void qx_datfile::readNodeIdentity()
+{
+    static const char kIamFile[] = "../config/iam.dat";
+    if (!clusterParams.isEnabled() || !fileExists(kIamFile)) return;
+    FILE* file = openFile(kIamFile, "r", this);
+    if (!file) return;
+    file_ptr guard(file);
+    int identity = -1;
+    if (std::fscanf(file, "%d", &identity) == 1 && identity == 0) quorixOptions.useNodeControlFile();
+}
+
+bool qx_datfile::readTopLevel(qx_filesource& source)
+{
+    section_input in{source, errorList, fileName, std::string(), this, &databases};
     std::string pending;
     while (in.next()) {
         const std::string& line = in.line;
@@ -147,7 +181,7 @@ void qx_datfile::readTopLevel(qx_filesource& source)
         }
         if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
             errorList.addError(qxerr::serviceNotRunning);
-            return;
+            return false;
         }
         // Every other line takes an ordinal place for the comment text in
         // front of it, even an empty one, and even if it is no head.
@@ -178,6 +212,7 @@ void qx_datfile::readTopLevel(qx_filesource& source)
         }
     }
     if (!pending.empty()) comments.push_back(std::move(pending));
+    return true;
 }
 
 void qx_datfile::readTaxonomy(section_input& in)

@@ -25,27 +25,38 @@ void qx_section::resetLines(const char* delimiter)
 
 void qx_section::readSection(section_input& in)
 {
-    readLines(in, lineStorage());
+    sectionAvailable = true;
+    std::string text;
+    bool plain = false;
+    while (storeNextLine(in, text, plain)) {
+        if (!plain) readValue(text, in);
+    }
+    finishSection(in);
 }
 
-void qx_section::readLines(section_input& in, qx_linestorage storage)
+bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain)
 {
-    sectionAvailable = true;
-    while (in.next()) {
-        std::string& line = in.line;
-        if (isEndLine(line)) return;
-        if (storage == qx_linestorage::afterCut ||
-            (storage == qx_linestorage::afterCutUnlessBlank && !isBlankLine(line))) {
-            // "end" and a tab isn't an end line, but cut it would be one, and
-            // would close the section early when the saved file is read again:
-            // such a line keeps its blanks.
-            std::string cut = line;
-            trailingCut(cut);
-            if (!isEndLine(cut)) line.swap(cut);
-        }
-        parseLine(std::string_view(line));
-    }
+    if (!in.next()) return false;
+    const std::string& line = in.line;
+    if (isEndLine(line)) return false;
+    bool blank = isBlankLine(line);
+    plain = blank || isCommentLine(line);
+    text = line;
+    trailingCut(text);
+    qx_linestorage storage = lineStorage();
+    bool cutStored = storage == qx_linestorage::afterCut ||
+                     (storage == qx_linestorage::afterCutUnlessBlank && !blank);
+    // "end" and a tab isn't an end line, but cut it would be one, and would
+    // close the section early when the saved file is read again: such a line
+    // keeps its blanks.
+    if (cutStored && isEndLine(text)) cutStored = false;
+    parseLine(std::string_view(cutStored ? text : line));
+    return true;
 }
+
+void qx_section::readValue(const std::string&, section_input&) {}
+
+void qx_section::finishSection(section_input&) {}
 
 void qx_section::writeSection(FILE* file, const std::string& head) const
 {

@@ -9,6 +9,8 @@
 namespace orvane {
 class qx_filesource;
 class qx_errorlist;
+class qx_errors;
+class qx_databases;
 }  // namespace orvane
 
 namespace qxparser_internal {
@@ -79,12 +81,16 @@ inline void writeLine(FILE* file, std::string_view text)
 }
 
 // What a section reader works with: the source of its lines, the list its
-// faults go to and the file's name for the messages.
+// faults go to and the file's name for the messages; the object that owns
+// that list (for the sources an @include opens) and the databases read so
+// far (for the Processor section), either of which may be null.
 struct section_input {
     orvane::qx_filesource& source;
     orvane::qx_errorlist& errors;
     const std::string& fileName;
     std::string line;
+    orvane::qx_errors* owner = nullptr;
+    const orvane::qx_databases* databases = nullptr;
 
     bool next();
 };

@@ -63,6 +63,11 @@ public:
     void setTaxonomyRules(int n, const qx_taxonomyrules* rules);
     int getNumberOfTaxonomyRules() const { return kHighestTaxonomy; }
 
+    // Compiles the parse rules that the active databases name, up to the
+    // first inactive one; a rule that isn't defined is reported. `read`
+    // runs it at its end.
+    void checkDatabaseRules();
+
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
     const qx_connection_settings& getConnectionSettings() const { return connectionSettings; }
@@ -74,7 +79,9 @@ public:
                                     const std::string& host, const std::string& url);
 
 private:
-    void readTopLevel(qx_filesource& source);
+    // False if the read met the search status page and must end at once.
+    bool readTopLevel(qx_filesource& source);
+    void readNodeIdentity();
     void readTaxonomy(qxparser_internal::section_input& in);
     void writeCommentSlot(FILE* file, size_t i) const;
 

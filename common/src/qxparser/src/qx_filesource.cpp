@@ -12,6 +12,7 @@
 #endif
 
 #include "byte_stream.h"
+#include "orvane/http_url.h"
 #include "orvane/qx_errors.h"
 
 namespace orvane {
@@ -126,13 +127,7 @@ bool qx_filesource::open(const char* name, int mode, int parameter)
 {
     close();
     int kind = sourceKind(name);
-    if (kind == QX_SOURCE_URL || kind == QX_SOURCE_XML_URL) {
-        if (errors) {
-            errors->getErrorRepository().addError(qxerr::httpFailed,
-                                                  "this build has no HTTP client");
-        }
-        return false;
-    }
+    if (kind == QX_SOURCE_URL || kind == QX_SOURCE_XML_URL) return openUrl(name, mode, parameter);
     // Binary on every platform: the reader cuts carriage returns itself, and
     // a Ctrl-Z is data rather than the end of the file.
 #ifdef _WIN32
@@ -146,6 +141,27 @@ bool qx_filesource::open(const char* name, int mode, int parameter)
     }
     fileStream = std::make_unique<qxparser_internal::file_stream>(file);
     current = fileStream.get();
+    return true;
+}
+
+bool qx_filesource::openUrl(const char* name, int mode, int parameter)
+{
+    // The client reports into a list; without one there is nowhere to say why.
+    if (!errors || mode < 0 || mode > 7) return false;
+    HttpUrl http(errors, &settings);
+    bool ok = false;
+    switch (mode) {
+    case 0: ok = http.get(name); break;
+    case 1: ok = http.getQuorixDat(name); break;
+    case 2: ok = http.getEnzymes(name); break;
+    case 3: ok = http.getFragmentationRules(name); break;
+    case 4: ok = http.getMasses(name); break;
+    case 5: ok = http.getModFile(name, parameter != 0); break;
+    case 6: ok = http.getUnimodXml(name); break;
+    case 7: ok = http.getTaxonomy(name); break;
+    }
+    if (!ok) return false;
+    openText(http.getBody().data(), http.getBody().size());
     return true;
 }
 

@@ -1,5 +1,5 @@
-// Where configuration text comes from: a local file, or (later) the body of
-// an HTTP response. Readers open a name and ask for lines, and get the same
+// Where configuration text comes from: a local file, or the body of an HTTP
+// response. Readers open a name and ask for lines, and get the same
 // kind of line from either.
 #pragma once
 
@@ -29,6 +29,15 @@ public:
     int32_t getProxyType() const { return proxyType; }
     int32_t getHttpVersion() const { return httpVersion; }
     int32_t getTimeoutSeconds() const { return timeoutSeconds; }
+
+    // For callers of the library that reach a server in their own way.
+    void setSessionID(const std::string& value) { sessionID = value; }
+    void setProxyServer(const std::string& value) { proxyServer = value; }
+    void setProxyUsername(const std::string& value) { proxyUsername = value; }
+    void setProxyPassword(const std::string& value) { proxyPassword = value; }
+    void setProxyType(int32_t value) { proxyType = value; }
+    void setHttpVersion(int32_t value) { httpVersion = value; }
+    void setTimeoutSeconds(int32_t value) { timeoutSeconds = value; }
 
 private:
     std::string sessionID;
@@ -123,6 +132,8 @@ public:
 
 private:
     void close();
+    // A name of kind 3 or 4: `mode` picks what is asked of the server.
+    bool openUrl(const char* name, int mode, int parameter);
 
     qx_errors* errors;
     qx_connection_settings settings;

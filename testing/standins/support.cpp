@@ -9,7 +9,9 @@ namespace qxtest {
 
 namespace {
 
-const wchar_t kClassKey[] = L"Software\\Classes\\CLSID\\{FBF23B40-E3F0-101B-8488-00AA003E56F8}";
+const wchar_t kServerKey[] =
+    L"Software\\Classes\\CLSID\\{FBF23B40-E3F0-101B-8488-00AA003E56F8}\\InprocServer32";
+const wchar_t kWineServer[] = L"C:\\windows\\system32\\ieframe.dll";
 
 void SetString(HKEY key, const wchar_t* name, const std::wstring& value)
 {
@@ -32,21 +34,38 @@ std::wstring ChildProgram() { return StandInDir() + L"qxchild.exe"; }
 std::wstring IndexTool(const std::wstring& name) { return StandInDir() + name; }
 std::wstring ShortcutServer() { return StandInDir() + L"qxshortcut.dll"; }
 
+ShortcutClassLock::ShortcutClassLock() : mutex_(CreateMutexW(nullptr, FALSE, L"qxtest-shortcut-class"))
+{
+    WaitForSingleObject(mutex_, INFINITE);
+}
+
+ShortcutClassLock::~ShortcutClassLock()
+{
+    ReleaseMutex(mutex_);
+    CloseHandle(mutex_);
+}
+
 ShortcutStandIn::ShortcutStandIn()
 {
     HKEY key = nullptr;
-    const std::wstring server = std::wstring(kClassKey) + L"\\InprocServer32";
-    if (RegCreateKeyExW(HKEY_CURRENT_USER, server.c_str(), 0, nullptr, 0, KEY_WRITE, nullptr, &key, nullptr) !=
-        ERROR_SUCCESS)
-        throw std::runtime_error("cannot register the stand-in shortcut class");
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kServerKey, 0, KEY_READ | KEY_WRITE, &key) != ERROR_SUCCESS)
+        throw std::runtime_error("the Internet shortcut class is not registered");
+    wchar_t value[MAX_PATH] = L"";
+    DWORD size = sizeof value;
+    RegQueryValueExW(key, nullptr, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
+    original_ = value;
+    // A run that died while switched leaves the stand-in there.
+    if (original_.empty() || original_.find(L"qxshortcut") != std::wstring::npos) original_ = kWineServer;
     SetString(key, nullptr, ShortcutServer());
-    SetString(key, L"ThreadingModel", L"Apartment");
     RegCloseKey(key);
 }
 
 ShortcutStandIn::~ShortcutStandIn()
 {
-    RegDeleteTreeW(HKEY_CURRENT_USER, kClassKey);
+    HKEY key = nullptr;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, kServerKey, 0, KEY_WRITE, &key) != ERROR_SUCCESS) return;
+    SetString(key, nullptr, original_);
+    RegCloseKey(key);
 }
 
 }  // namespace qxtest

@@ -12,15 +12,33 @@ std::wstring ChildProgram();                      // qxchild.exe
 std::wstring IndexTool(const std::wstring& name);  // htdig.exe, htmerge.exe, ...
 std::wstring ShortcutServer();                    // qxshortcut.dll
 
-// While one lives, the Internet shortcut class id is served by the stand-in:
-// it is registered for the current user, which takes precedence over the
-// machine's class, and removed again at the end.
+// Whoever depends on which object serves the Internet shortcut class holds
+// this lock: test programs may run side by side in the one prefix.
+class ShortcutClassLock {
+public:
+    ShortcutClassLock();
+    ~ShortcutClassLock();
+    ShortcutClassLock(const ShortcutClassLock&) = delete;
+    ShortcutClassLock& operator=(const ShortcutClassLock&) = delete;
+
+private:
+    void* mutex_;
+};
+
+// While one lives, the Internet shortcut class id is served by the stand-in.
+// Wine looks a class up among the machine's classes only (a per-user
+// registration is not seen, measured), so the class's server path is
+// switched to the stand-in and back to Wine's own at the end.
 class ShortcutStandIn {
 public:
     ShortcutStandIn();
     ~ShortcutStandIn();
     ShortcutStandIn(const ShortcutStandIn&) = delete;
     ShortcutStandIn& operator=(const ShortcutStandIn&) = delete;
+
+private:
+    ShortcutClassLock lock_;
+    std::wstring original_;
 };
 
 }  // namespace qxtest

@@ -68,6 +68,15 @@ public:
     // runs it at its end.
     void checkDatabaseRules();
 
+    // The install's merge of the package's template into this object: all
+    // messages go to `errors`, whose isValid() tells the outcome. An empty
+    // existingPath means a first install; flags choose the steps.
+    bool mergeInstalledDefaults(qx_errorlist& errors, const std::string& templatePath,
+                                const std::string& existingPath, const std::string& rootDir,
+                                const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
+                                int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
+                                uint32_t flags);
+
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
     const qx_connection_settings& getConnectionSettings() const { return connectionSettings; }

@@ -18,12 +18,67 @@ struct qx_regex::engine {
     std::regex expression;
 };
 
+namespace {
+
+// In a POSIX basic expression a '*' at the start, behind a leading '^' or
+// behind "\(" is a plain character; the standard library's grammar refuses
+// it. Such a star is escaped, so both engines take the same patterns.
+std::string literalLeadingStars(const std::string& pattern)
+{
+    std::string out;
+    out.reserve(pattern.size() + 4);
+    bool atStart = true;
+    for (size_t i = 0; i < pattern.size(); ++i) {
+        char c = pattern[i];
+        if (c == '*' && atStart) {
+            out += "\\*";
+            atStart = false;
+            continue;
+        }
+        if (c == '^' && i == 0) {
+            out += c;
+            continue;
+        }
+        atStart = false;
+        if (c == '\\' && i + 1 < pattern.size()) {
+            out += c;
+            out += pattern[++i];
+            atStart = pattern[i] == '(';
+            continue;
+        }
+        if (c == '[') {
+            // A bracket expression runs to its first ']' that isn't its first
+            // member and doesn't close a "[:class:]"; a star in it is plain.
+            size_t j = i + 1;
+            if (j < pattern.size() && pattern[j] == '^') ++j;
+            if (j < pattern.size() && pattern[j] == ']') ++j;
+            while (j < pattern.size() && pattern[j] != ']') {
+                if (pattern[j] == '[' && j + 1 < pattern.size() &&
+                    (pattern[j + 1] == ':' || pattern[j + 1] == '.' || pattern[j + 1] == '=')) {
+                    size_t close = pattern.find(std::string{pattern[j + 1], ']'}, j + 2);
+                    j = close == std::string::npos ? pattern.size() : close + 2;
+                } else {
+                    ++j;
+                }
+            }
+            size_t end = j < pattern.size() ? j + 1 : pattern.size();
+            out.append(pattern, i, end - i);
+            i = end - 1;
+            continue;
+        }
+        out += c;
+    }
+    return out;
+}
+
+}  // namespace
+
 std::unique_ptr<qx_regex> qx_regex::compile(const std::string& pattern, std::string& error)
 {
     error.clear();
     try {
         auto compiled = std::make_unique<engine>();
-        compiled->expression.assign(pattern, std::regex::basic | std::regex::icase);
+        compiled->expression.assign(literalLeadingStars(pattern), std::regex::basic | std::regex::icase);
         return std::unique_ptr<qx_regex>(new qx_regex(std::move(compiled)));
     } catch (const std::regex_error& e) {
         error = e.what();

@@ -92,6 +92,23 @@ std::string readAndSave(const std::string& input, orvane::qx_datfile& dat)
     return readBytes(out);
 }
 
+std::string readInto(const std::string& text, orvane::qx_datfile& dat)
+{
+    static std::atomic<int> counter{0};
+    std::string path = tempPath("read" + std::to_string(counter++) + ".dat");
+    writeBytes(path, text);
+    dat.setFileName(path);
+    dat.read();
+    return path;
+}
+
+std::string codes(const orvane::qx_errorlist& list)
+{
+    std::string out;
+    for (int n = 1; n <= list.getMessageCount(); ++n) out += std::to_string(list.getErrorNumber(n)) + ";";
+    return out;
+}
+
 std::string readAndSave(const std::string& input)
 {
     orvane::qx_datfile dat;

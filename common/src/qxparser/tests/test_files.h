@@ -25,6 +25,13 @@ std::string platformText(const std::string& lfText);
 std::string readAndSave(const std::string& input, orvane::qx_datfile& dat);
 std::string readAndSave(const std::string& input);
 
+// Writes `text` to a file of its own and reads it into `dat`; gives the
+// file's path, which the messages name.
+std::string readInto(const std::string& text, orvane::qx_datfile& dat);
+
+// The codes of a list's messages, each followed by ';'.
+std::string codes(const orvane::qx_errorlist& list);
+
 // The save text back in LF form, whatever platform wrote it.
 std::string lfText(const std::string& platform);
 

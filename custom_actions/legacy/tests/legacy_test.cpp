@@ -1,0 +1,215 @@
+// DetectLegacyUpgrade and SetNewLegacyPathProps on real sessions.
+#include <gtest/gtest.h>
+
+#include "qxtest/session.h"
+
+namespace {
+
+const wchar_t* kWritten[] = {L"QUORIX_LEGACY_UPGRADE", L"QUORIX_WEB_ROOT_DIR", L"QUORIX_IIS_WEB_VDIR",
+                             L"QUORIX_APACHE_WEB_VDIR", L"QUORIX_APACHE_WEB_USE_SSL", L"QUORIX_APACHE_WEB_HOST"};
+
+qxtest::Props Legacy(const std::wstring& version, const std::wstring& url = L"http://srv/quorix/")
+{
+    return {{L"QUORIX_LEGACY_VERSION", version},
+            {L"QUORIX_LEGACY_MONITOR_DIR", L"C:\\Old\\bin\\"},
+            {L"QUORIX_LEGACY_WEB_URL", url}};
+}
+
+struct VersionCase {
+    std::wstring version;
+    bool legacy;
+};
+
+TEST(DetectLegacyUpgrade, VersionDecidesWhetherTheRunIsAnUpgrade)
+{
+    const VersionCase cases[] = {
+        {L"2.1.20", true}, {L"2.1.21", false}, {L"2.2.0", false}, {L"2.0.99", true},
+        {L"1.9.0", true},  {L"3.0.0", false},  {L"2.1.0.4", true}, {L"2.1.20.99", true},
+    };
+    for (const auto& c : cases) {
+        qxtest::Session s(Legacy(c.version));
+        EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+        EXPECT_EQ(s.Property(L"QUORIX_LEGACY_UPGRADE"), c.legacy ? L"1" : L"")
+            << std::string(c.version.begin(), c.version.end());
+        if (!c.legacy) {
+            EXPECT_EQ(s.capture.AllTexts(), std::vector<std::wstring>{L"DetectLegacyUpgrade:  Not a legacy upgrade."});
+            for (auto p : kWritten) EXPECT_EQ(s.Property(p), L"");
+        }
+    }
+}
+
+TEST(DetectLegacyUpgrade, NoVersionOnlyLogs)
+{
+    qxtest::Session s;
+    EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+    EXPECT_EQ(s.capture.AllTexts(), std::vector<std::wstring>{L"DetectLegacyUpgrade:  No legacy version key found."});
+    for (auto p : kWritten) EXPECT_EQ(s.Property(p), L"");
+}
+
+TEST(DetectLegacyUpgrade, BadVersionsFailTheInstall)
+{
+    const std::pair<std::wstring, std::wstring> cases[] = {
+        {L"2.1", L"DetectLegacyUpgrade:  Legacy version string not recognised: 2.1  (0x80070057)"},
+        {L"2", L"DetectLegacyUpgrade:  Legacy version string not recognised: 2  (0x80070057)"},
+        {L"2.1.x", L"DetectLegacyUpgrade:  Conversion error: Invalid input"},
+        {L"2.1.3b", L"DetectLegacyUpgrade:  Conversion error: Parsing of input incomplete"},
+    };
+    for (const auto& c : cases) {
+        qxtest::Session s(Legacy(c.first));
+        EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 1603u);
+        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{c.second});
+        EXPECT_EQ(s.Property(L"QUORIX_LEGACY_UPGRADE"), L"");
+    }
+}
+
+struct UrlCase {
+    const char* name;
+    std::wstring url;
+    std::wstring vdir, host, ssl;
+};
+
+class LegacyUrl : public ::testing::TestWithParam<UrlCase> {};
+
+TEST_P(LegacyUrl, GivesTheWebValuesForBothServers)
+{
+    const UrlCase& c = GetParam();
+    qxtest::Session s(Legacy(L"2.1.0", c.url));
+    ASSERT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+    EXPECT_EQ(s.Property(L"QUORIX_WEB_ROOT_DIR"), L"C:\\Old");
+    EXPECT_EQ(s.Property(L"QUORIX_IIS_WEB_VDIR"), c.vdir);
+    EXPECT_EQ(s.Property(L"QUORIX_APACHE_WEB_VDIR"), c.vdir);
+    EXPECT_EQ(s.Property(L"QUORIX_APACHE_WEB_HOST"), c.host);
+    EXPECT_EQ(s.Property(L"QUORIX_APACHE_WEB_USE_SSL"), c.ssl);
+    EXPECT_TRUE(s.capture.messages.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Urls, LegacyUrl,
+    ::testing::Values(UrlCase{"Plain", L"http://srv/quorix/", L"quorix", L"srv", L""},
+                      UrlCase{"NestedPath", L"http://srv/cgi/quorix/", L"quorix", L"srv", L""},
+                      UrlCase{"OwnPort", L"http://srv:8080/quorix", L"quorix", L"srv:8080", L""},
+                      UrlCase{"HttpsDefaultPort", L"https://srv/quorix", L"quorix", L"srv", L"1"},
+                      UrlCase{"HttpOnPort443", L"http://srv:443/quorix", L"quorix", L"srv:443", L""},
+                      UrlCase{"HttpsOnPort80", L"https://srv:80/quorix", L"quorix", L"srv:80", L"1"},
+                      UrlCase{"QueryNotInName", L"http://srv/quorix/index.html?a=1", L"index.html", L"srv", L""},
+                      UrlCase{"RootPathGivesEmptyName", L"http://srv/", L"", L"srv", L""},
+                      UrlCase{"Ipv6Host", L"http://[fe80::1]:8000/q", L"q", L"[fe80::1]:8000", L""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(DetectLegacyUpgrade, UrlWithoutPathFails)
+{
+    for (const std::wstring url : {L"http://srv", L"not a url"}) {
+        qxtest::Session s(Legacy(L"2.1.0", url));
+        EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 1603u);
+        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"DetectLegacyUpgrade:  Virtual directory missing from URL: " +
+                                                                url + L"  (0x80070057)"});
+    }
+}
+
+TEST(DetectLegacyUpgrade, MonitorDirectoryWithOrWithoutBackslashGivesTheSameRoot)
+{
+    for (const std::wstring dir : {L"C:\\Old\\bin\\", L"C:\\Old\\bin"}) {
+        qxtest::Props p = Legacy(L"2.0.1");
+        p[1].second = dir;
+        qxtest::Session s(p);
+        ASSERT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+        EXPECT_EQ(s.Property(L"QUORIX_WEB_ROOT_DIR"), L"C:\\Old");
+    }
+}
+
+TEST(DetectLegacyUpgrade, RequiredPropertiesOnceLegacy)
+{
+    for (int drop : {1, 2}) {
+        qxtest::Props p = Legacy(L"2.0.1");
+        const std::wstring name = p[drop].first;
+        p.erase(p.begin() + drop);
+        qxtest::Session s(p);
+        EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 1603u);
+        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"DetectLegacyUpgrade:  Property \"" + name +
+                                                                L"\" does not exist  (0x80070057)"});
+    }
+}
+
+TEST(DetectLegacyUpgrade, SiteLookupWithoutIISFailsWithTheCauseInTheLog)
+{
+    qxtest::Props p = Legacy(L"2.1.0");
+    p.push_back({L"QUORIX_LEGACY_WEB_SITE_NAME", L"Quorix Site"});
+    qxtest::Session s(p);
+    EXPECT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 1603u);
+    EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{
+                                      L"DetectLegacyUpgrade:  Unable to enumerate IIS web sites while looking for site "
+                                      L"\"Quorix Site\" to upgrade Quorix. Is IIS running?  (0x80070057)"});
+    const auto info = s.capture.Texts(0x4000000);
+    ASSERT_FALSE(info.empty());
+    EXPECT_EQ(info.back().rfind(L"DetectLegacyUpgrade:  ", 0), 0u);
+    EXPECT_NE(info.back().find(L"  (0x8"), std::wstring::npos);
+}
+
+TEST(SetNewLegacyPathProps, DropsOneTrailingBackslash)
+{
+    qxtest::Session s(qxtest::Props{{L"QuorixBinDir", L"C:\\Quorix\\bin\\"}, {L"QuorixConfigDir", L"C:\\Quorix\\config"}});
+    EXPECT_EQ(qxtest::Action("SetNewLegacyPathProps")(s.Handle()), 0u);
+    EXPECT_EQ(s.Property(L"QuorixLegacyMonitorDirNew"), L"C:\\Quorix\\bin");
+    EXPECT_EQ(s.Property(L"QuorixLegacyConfigDirNew"), L"C:\\Quorix\\config");
+
+    qxtest::Session missing(qxtest::Props{{L"QuorixBinDir", L"C:\\Quorix\\bin\\"}});
+    EXPECT_EQ(qxtest::Action("SetNewLegacyPathProps")(missing.Handle()), 1603u);
+    EXPECT_EQ(missing.capture.Texts(0), std::vector<std::wstring>{
+                                            L"SetNewLegacyPathProps:  Property \"QuorixConfigDir\" does not exist  (0x80070057)"});
+}
+
+}  // namespace
+
+// ---- the old site, against the metabase emulator --------------------------------
+
+#include "atlu/runtime.h"
+#include "qxtest/metabase.h"
+
+namespace {
+
+class LegacySite : public ::testing::Test {
+protected:
+    atlutils::ComRuntime com_{COINIT_APARTMENTTHREADED};
+    qxtest::TempDir dir_;
+    qxtest::MetabaseEmulator emulator_{dir_.File(L"metabase.txt")};
+
+    void SetUp() override
+    {
+        emulator_.Reset(
+            "[/w3svc]\nClass = IIsWebService\n"
+            "[/w3svc/1]\nClass = IIsWebServer\nServerComment = Default Web Site\n"
+            "[/w3svc/AppPools]\nClass = IIsApplicationPools\nServerComment = Quorix Site\n"
+            "[/w3svc/3]\nClass = IIsWebServer\nServerComment = Quorix Site\n"
+            "[/w3svc/4]\nClass = IIsWebServer\nServerComment = QUORIX SITE\n");
+    }
+
+    qxtest::Props WithSite(const std::wstring& name)
+    {
+        qxtest::Props p = Legacy(L"2.1.20");
+        p.push_back({L"QUORIX_LEGACY_WEB_SITE_NAME", name});
+        p.push_back({L"QUORIX_IIS_WEB_SITE", L"1"});
+        return p;
+    }
+};
+
+TEST_F(LegacySite, FoundByDisplayNameIgnoringCaseFirstMatchWins)
+{
+    qxtest::Session s(WithSite(L"quorix site"));
+    ASSERT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+    EXPECT_EQ(s.Property(L"QUORIX_IIS_WEB_SITE"), L"3");
+    EXPECT_TRUE(s.capture.Texts(0x2000000).empty());
+    EXPECT_EQ(s.Property(L"QUORIX_IIS_WEB_VDIR"), L"quorix");
+}
+
+TEST_F(LegacySite, NotFoundWarnsAndKeepsThePackagesSite)
+{
+    qxtest::Session s(WithSite(L"Gone Site"));
+    ASSERT_EQ(qxtest::Action("DetectLegacyUpgrade")(s.Handle()), 0u);
+    EXPECT_EQ(s.Property(L"QUORIX_IIS_WEB_SITE"), L"1");
+    EXPECT_EQ(s.capture.Texts(0x2000000),
+              std::vector<std::wstring>{L"The IIS web site \"Gone Site\" previously used by Quorix does not appear to "
+                                        L"exist. The default site will be used."});
+    EXPECT_EQ(s.Property(L"QUORIX_APACHE_WEB_HOST"), L"srv");
+}
+
+}  // namespace

@@ -3,35 +3,17 @@
 // rollback: the shortcuts only point at pages.
 #include <windows.h>
 #include <msi.h>
-#include <objbase.h>
 
+#include "atlu/runtime.h"
 #include "msiu/deferred.h"
 #include "msiu/error.h"
 #include "msiu/files.h"
 #include "msiu/property.h"
 #include "msiu/session.h"
 #include "msiu/shortcut.h"
-#include "pal/exception.h"
 #include "shortcuts/shortcuts.h"
 
 namespace quorix::shortcuts {
-
-namespace {
-
-// COM for this thread, apartment threaded, while the shortcuts are written.
-class ComForThread {
-public:
-    ComForThread()
-    {
-        const HRESULT hr = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-        if (FAILED(hr)) PAL_THROW(PAL::WindowsError, hr);
-    }
-    ~ComForThread() { CoUninitialize(); }
-    ComForThread(const ComForThread&) = delete;
-    ComForThread& operator=(const ComForThread&) = delete;
-};
-
-}  // namespace
 
 const std::vector<Shortcut>& Table()
 {
@@ -50,7 +32,7 @@ const std::vector<Shortcut>& Table()
 
 void CreateShortcuts(const std::wstring& folder, const std::wstring& webUrl)
 {
-    ComForThread com;
+    atlutils::ComRuntime com(COINIT_APARTMENTTHREADED);
     msiu::MakeDirectory(folder, true);
     for (const auto& s : Table()) msiu::CreateURLShortcut(folder + s.fileName, webUrl + s.urlPath, s.description);
 }

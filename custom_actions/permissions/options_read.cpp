@@ -1,0 +1,76 @@
+// The one place where the permissions look into quorix.dat. The Options
+// section's typed reader is still being written; until it lands, the two
+// values are taken from the section's own lines by the reader's rules.
+#include <windows.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "msiu/error.h"
+#include "pal/strings.h"
+#include "permissions/permissions.h"
+
+#ifdef QX_HAVE_ORVANE
+#include "orvane/qx_datfile.h"
+#include "orvane/qx_logerrors.h"
+#endif
+
+namespace quorix::permissions {
+
+namespace {
+const char kGroupKey[] = "NTIUserGroup";
+const char kGroupDefault[] = "Guests";
+const char kBasePathKey[] = "InterFileBasePath";
+const char kBasePathDefault[] = "C:/InetPub/Quorix/data";
+
+bool StartsWith(const std::string& line, const char* key)
+{
+    return line.compare(0, std::strlen(key), key) == 0;
+}
+}  // namespace
+
+Settings SettingsFromOptionLines(const std::vector<std::string>& lines)
+{
+    std::string group = kGroupDefault, basePath = kBasePathDefault;
+    for (const auto& line : lines) {
+        if (StartsWith(line, kBasePathKey)) {
+            std::vector<char> word(line.size() + 1, '\0');
+            if (std::sscanf(line.c_str(), "%*s %s", word.data()) == 1 && word[0]) basePath = word.data();
+            else basePath = kBasePathDefault;
+        } else if (StartsWith(line, kGroupKey)) {
+            const size_t at = line.find_first_not_of(" \t:", std::strlen(kGroupKey));
+            group = at == std::string::npos ? kGroupDefault : line.substr(at);
+        }
+    }
+    return {PAL::WideText(group).str(), PAL::WideText(basePath).str()};
+}
+
+#ifdef QX_HAVE_ORVANE
+
+Settings ReadSettings(const std::wstring& datPath)
+{
+    orvane::qx_datfile file(PAL::NarrowText(datPath).str(), 0, nullptr);
+    orvane::logParserErrors(file);
+    if (!file.isValid())
+        msiu::ThrowError(msiu::kFail, L"Failed to read quorix.dat: %s",
+                         PAL::WideText(file.getErrorRepository().getMessage(-1)).c_str());
+    file.clearAllErrors();
+
+    const orvane::qx_customproperty& options = file.getQuorixOptions();
+    std::vector<std::string> lines;
+    for (int i = 0; i < options.lineCount(); ++i)
+        lines.push_back(options.getName(i) + options.getDelimiter(i) + options.getValue(i));
+    return SettingsFromOptionLines(lines);
+}
+
+#else
+
+// A tree built without the configuration library can't read the file.
+Settings ReadSettings(const std::wstring&)
+{
+    msiu::ThrowError(msiu::kFail, L"Failed to read quorix.dat: %s", L"no configuration library in this build");
+}
+
+#endif
+
+}  // namespace quorix::permissions

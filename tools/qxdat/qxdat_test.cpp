@@ -108,3 +108,24 @@ TEST(Qxdat, RoundtripWritesInPlaceOrToOut)
     EXPECT_EQ(bad.code, qxdat::kExitInvalid);
     EXPECT_NE(bad.out.find("qxparser [1:0] -- Failed to open file "), std::string::npos) << bad.out;
 }
+
+TEST(Qxdat, CheckShowsTheMessagesOfEverySectionReader)
+{
+    std::string file = write("sections.dat",
+                             "PARSE\nRULE_1 \"x\\(.*\\)\"\nRULE_1 \"y\"\nend\n"
+                             "Taxonomy_2\nErrorLevel -1\nend\n"
+                             "Cluster\nIPCTimeout 0\nend\n"
+                             "Options\nMailTransport 9\nICATFilter\nend\n"
+                             "Cron\n* 1 * * * x\nend\n"
+                             "WWW\nDB_SEQ \"1\"\nend\n");
+    Result r = run({"check", file});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.out,
+              "qxparser [2:0] -- In the file " + file + ": parsing rule 1 has been defined twice: Second one is: RULE_1 \"y\"\n"
+              "qxparser [2:0] -- Invalid entry in the configuration file " + file + " - taxonomy section: ErrorLevel -1\n"
+              "qxparser [2:0] -- Invalid entry in Cluster section of the configuration file " + file + ": IPCTimeout 0\n"
+              "qxparser [2:0] -- Error in line in Options section of the configuration file " + file + ": MailTransport 9\n"
+              "qxparser [2:0] -- Empty ICAT filter is not allowed. Specify simply 'C' if you are not sure.\n"
+              "qxparser [2:0] -- Invalid * in cron section of " + file + ". Line is: * 1 * * * x\n"
+              "qxparser [2:0] -- Error in WWW section of " + file + ": DB_SEQ \"1\"\n");
+}

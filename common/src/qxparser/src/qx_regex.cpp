@@ -5,6 +5,7 @@
 #ifdef _WIN32
 // The Windows C runtime has no regcomp. The standard library's basic grammar
 // is the same POSIX basic syntax, which is all a parse rule may use.
+#include <cstring>
 #include <regex>
 #else
 #include <regex.h>
@@ -20,14 +21,16 @@ struct qx_regex::engine {
 
 namespace {
 
-// In a POSIX basic expression a '*' at the start, behind a leading '^' or
-// behind "\(" is a plain character; the standard library's grammar refuses
-// it. Such a star is escaped, so both engines take the same patterns.
-std::string literalLeadingStars(const std::string& pattern)
+// Rewrites a POSIX basic expression so that the standard library's grammar
+// takes what regcomp takes. A '*' at the start, behind a leading '^' or behind
+// "\(" is a plain character there; the standard grammar refuses it, so such a
+// star is escaped.
+std::string forStandardGrammar(const std::string& pattern)
 {
     std::string out;
     out.reserve(pattern.size() + 4);
     bool atStart = true;
+    bool inInterval = false;
     for (size_t i = 0; i < pattern.size(); ++i) {
         char c = pattern[i];
         if (c == '*' && atStart) {
@@ -41,9 +44,20 @@ std::string literalLeadingStars(const std::string& pattern)
         }
         atStart = false;
         if (c == '\\' && i + 1 < pattern.size()) {
-            out += c;
-            out += pattern[++i];
-            atStart = pattern[i] == '(';
+            const char next = pattern[++i];
+            // regcomp takes an escaped ordinary character (\] or \-) as that
+            // character, and a \} that closes no \{ as a plain brace; the
+            // standard library in strict mode refuses both.
+            const bool plain = std::strchr("(){}.[\\*^$123456789", next) == nullptr || (next == '}' && !inInterval);
+            if (next == '{') inInterval = true;
+            if (next == '}') inInterval = false;
+            if (plain) {
+                out += next;
+            } else {
+                out += c;
+                out += next;
+            }
+            atStart = next == '(';
             continue;
         }
         if (c == '[') {
@@ -78,7 +92,7 @@ std::unique_ptr<qx_regex> qx_regex::compile(const std::string& pattern, std::str
     error.clear();
     try {
         auto compiled = std::make_unique<engine>();
-        compiled->expression.assign(literalLeadingStars(pattern), std::regex::basic | std::regex::icase);
+        compiled->expression.assign(forStandardGrammar(pattern), std::regex::basic | std::regex::icase);
         return std::unique_ptr<qx_regex>(new qx_regex(std::move(compiled)));
     } catch (const std::regex_error& e) {
         error = e.what();

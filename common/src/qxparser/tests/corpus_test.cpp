@@ -100,6 +100,9 @@ TEST(RoundTripLaw, NamesOnlyTheGrowthOfInactiveDatabaseLines)
         {"only inside Databases", "Options\n# " + entry + "\nend\n", "Options\n#  " + entry + "\nend\n", false},
         {"a comment may not grow", "Databases\n# note\nend\n", "Databases\n#  note\nend\n", false},
         {"lines may not appear", "Options\nend\n", "Options\nend\n# x\n", false},
+        // A top-level text behind a carriage return is a blank line, not a head.
+        {"blank line with text behind a CR", "\r note\nDatabases\n# " + entry + "\nend\n",
+         "\r note\nDatabases\n#  " + entry + "\nend\n", true},
     };
     for (const Case& c : cases) {
         EXPECT_EQ(qxlaw::violation(c.first, c.second).empty(), c.holds) << c.name;

@@ -27,6 +27,11 @@ TEST(Regex, SameCompileResultAndSubExpressionCountOnEveryPlatform)
         {"^\\(GI|[0-9]*\\)", 1},
         {"\\([^]]*\\)", 1},
         {"[[:alpha:]]\\([0-9]*\\)", 1},
+        // Escaped ordinary characters stand for themselves.
+        {"\\[\\([^]]*\\)\\]", 1},
+        {"\\(a\\-b\\/c\\)", 1},
+        {"\\|\\(x\\)\\+\\?", 1},
+        {"\\}\\(x\\)", 1},
         {"\\(.*\\)$", 1},
         {"\\(a*\\)*", 1},
         {"\\(a\\)\\1", 1},

@@ -55,8 +55,11 @@ inline std::string violation(std::string_view first, std::string_view second)
     for (size_t i = 0; i < a.size(); ++i) {
         std::string_view line = withoutCr(a[i]);
         if (!inSection) {
-            // Outside sections a save writes only comment texts and heads.
-            if (!line.empty() && line[0] != '#' && line.find_first_not_of(" \t\x1a") != std::string_view::npos) {
+            // Outside sections a save writes only comment texts and heads. A
+            // blank line is blank up to its first carriage return, so a
+            // comment text may hold "\r text" lines that are not heads.
+            std::string_view upToCr = line.substr(0, line.find('\r'));
+            if (!line.empty() && line[0] != '#' && upToCr.find_first_not_of(" \t\x1a") != std::string_view::npos) {
                 inSection = true;
                 inDatabases = line == "Databases";
             }

@@ -1,0 +1,297 @@
+// UpdateQuorixDat's fields and flags in costed installer sessions, and the
+// execute phase on real files: the merged file, the kept original, the
+// install log lines and each failure with the old file left in place.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "master_config/master_config.h"
+#include "msiu/deferred.h"
+#include "msiu/error.h"
+#include "msiu/session.h"
+#include "orvane/qx_machine.h"
+#include "qxtest/session.h"
+
+using namespace quorix::master_config;
+
+namespace {
+
+const std::wstring kPackage = L"" QX_PACKAGE_DIR;
+
+std::vector<std::wstring> FeatureTables()
+{
+    std::vector<std::wstring> sql = {
+        L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
+        L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
+        L"INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
+        L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
+        L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
+        L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
+        L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
+        L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
+        L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)",
+        L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
+        L"PRIMARY KEY `Feature_`, `Component_`)",
+        L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
+        L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
+    };
+    int n = 0;
+    for (const wchar_t* f : {L"ApacheWeb", L"SwissProt"}) {
+        wchar_t guid[64];
+        swprintf(guid, 64, L"{5A2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4%02X}", ++n);
+        sql.push_back(std::wstring(L"INSERT INTO `Feature` (`Feature`, `Level`, `Attributes`) VALUES ('") + f +
+                      L"', 200, 0)");
+        sql.push_back(std::wstring(L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, "
+                                   L"`Attributes`) VALUES ('C_") + f + L"', '" + guid + L"', 'TARGETDIR', 0)");
+        sql.push_back(std::wstring(L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('") + f +
+                      L"', 'C_" + f + L"')");
+    }
+    for (const wchar_t* name : {L"UpdateQuorixDatRollback", L"UpdateQuorixDatExec", L"UpdateQuorixDatCommit"})
+        sql.push_back(std::wstring(L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('") +
+                      name + L"', 3073, 'QuorixCA', 'UpdateQuorixDatDeferred')");
+    return sql;
+}
+
+class CostedSession : public qxtest::Session {
+public:
+    CostedSession(const qxtest::Props& props, bool apache, bool swissProt) : qxtest::Session(props, FeatureTables())
+    {
+        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"})
+            EXPECT_EQ(MsiDoActionW(Handle(), a), 0u) << a;
+        if (apache) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"ApacheWeb", INSTALLSTATE_LOCAL), 0u);
+        if (swissProt) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"SwissProt", INSTALLSTATE_LOCAL), 0u);
+        capture.messages.clear();
+    }
+};
+
+struct packing_case {
+    const char* name;
+    bool existing, apache, swissProt;
+    const wchar_t* clusterSet;  // QUORIX_USE_CLUSTER_MODE_SET, or null
+    const wchar_t* clusterMode;
+    const wchar_t* flags;
+    const wchar_t* fieldClusterMode;
+};
+
+TEST(UpdateQuorixDat, PacksElevenFieldsWithTheMergeFlags)
+{
+    const packing_case cases[] = {
+        {"first_install", false, true, false, nullptr, nullptr, L"136", L"0"},
+        {"first_install_swissprot", false, true, true, nullptr, nullptr, L"140", L"0"},
+        {"first_install_no_apache", false, false, false, nullptr, nullptr, L"136", L"0"},
+        {"upgrade", true, true, false, nullptr, nullptr, L"243", L"0"},
+        {"upgrade_cluster_on", true, true, false, L"1", L"1", L"251", L"1"},
+        {"upgrade_cluster_off_is_cleared", true, true, true, L"1", nullptr, L"255", L"0"},
+        {"mode_without_set_is_ignored", true, true, false, nullptr, L"1", L"243", L"0"},
+    };
+    const std::wstring users = LocalGroupName(DOMAIN_ALIAS_RID_USERS);
+    const std::wstring admins = LocalGroupName(DOMAIN_ALIAS_RID_ADMINS);
+    EXPECT_FALSE(users.empty());
+    EXPECT_FALSE(admins.empty());
+    for (const packing_case& c : cases) {
+        SCOPED_TRACE(c.name);
+        qxtest::TempDir dir;
+        if (c.existing) qxtest::WriteFileBytes(dir.File(L"quorix.dat"), "Options\nend\n");
+        qxtest::Props props = {{L"QuorixConfigDir", dir.Path()},
+                               {L"QUORIX_WEB_URL", L"http://srv/quorix"},
+                               {L"QUORIX_WEB_ROOT_DIR", L"C:\\inetpub\\quorix\\"},
+                               {L"QUORIX_SEQ_DB_DIR", L"D:\\sequence\\"}};
+        if (c.clusterSet) props.push_back({L"QUORIX_USE_CLUSTER_MODE_SET", c.clusterSet});
+        if (c.clusterMode) props.push_back({L"QUORIX_USE_CLUSTER_MODE", c.clusterMode});
+        CostedSession s(props, c.apache, c.swissProt);
+        ASSERT_EQ(qxtest::Action("UpdateQuorixDat")(s.Handle()), 0u);
+        // No file table here: the template's path formats to nothing.
+        const std::wstring data = msiu::JoinFields(
+            {L"", dir.Path() + L"quorix.dat", L"C:\\inetpub\\quorix\\", L"http://srv/quorix", L"D:\\sequence\\",
+             c.fieldClusterMode, c.apache ? L"0" : L"1", users, admins, c.flags, c.swissProt ? L"1" : L"0"});
+        for (const wchar_t* name : {L"UpdateQuorixDatRollback", L"UpdateQuorixDatExec", L"UpdateQuorixDatCommit"})
+            EXPECT_EQ(s.Property(name), data) << name;
+    }
+}
+
+TEST(UpdateQuorixDat, PathsWithBlanksAndMissingPropertiesFail)
+{
+    struct bad {
+        const wchar_t* property;
+        const wchar_t* value;
+        std::wstring text;
+    };
+    const bad cases[] = {
+        {L"QUORIX_WEB_ROOT_DIR", L"C:\\inet pub\\", L"UpdateQuorixDat:  Path name may not contain spaces: C:\\inet pub\\  (0x80070057)"},
+        {L"QUORIX_SEQ_DB_DIR", L"D:\\my seq\\", L"UpdateQuorixDat:  Path name may not contain spaces: D:\\my seq\\  (0x80070057)"},
+        {L"QUORIX_WEB_URL", L"", L"UpdateQuorixDat:  Property \"QUORIX_WEB_URL\" does not exist  (0x80070057)"},
+    };
+    for (const bad& c : cases) {
+        qxtest::TempDir dir;
+        qxtest::Props props = {{L"QuorixConfigDir", dir.Path()},
+                               {L"QUORIX_WEB_URL", L"http://srv/quorix"},
+                               {L"QUORIX_WEB_ROOT_DIR", L"C:\\inetpub\\quorix\\"},
+                               {L"QUORIX_SEQ_DB_DIR", L"D:\\sequence\\"}};
+        for (auto& p : props)
+            if (p.first == c.property) p.second = c.value;
+        CostedSession s(props, true, false);
+        EXPECT_EQ(qxtest::Action("UpdateQuorixDat")(s.Handle()), 1603u);
+        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{c.text});
+        EXPECT_EQ(s.Property(L"UpdateQuorixDatExec"), L"");
+    }
+}
+
+TEST(UpdateQuorixDat, AGroupWithoutANameFails)
+{
+    try {
+        LocalGroupName(999);
+        FAIL() << "no failure";
+    } catch (const msiu::MSIError& e) {
+        EXPECT_EQ(e.Text(), L"Can't find the local name of group S-1-5-32-999");
+        EXPECT_EQ(e.Code(), msiu::HResultFromWin32(1332));
+    }
+}
+
+// A machine with a fixed name and four threads, as the merge's own tests use.
+class fixed_processors : public orvane::qx_processorfacts {
+public:
+    orvane::qx_cpuidregs cpuid(uint32_t leaf) override
+    {
+        orvane::qx_cpuidregs r;
+        if (leaf == 1) {
+            r.edx = 1u << 28;
+            r.ebx = 2u << 16;
+        }
+        return r;
+    }
+    bool getAffinity(uint64_t& p, uint64_t& s) override
+    {
+        p = s = 0b11;
+        return true;
+    }
+    bool setAffinity(uint64_t) override { return true; }
+    void yield() override {}
+};
+
+class test_machine : public orvane::qx_machine {
+public:
+    bool nameFails = false;
+    fixed_processors processors;
+    bool computerName(std::string& out) override
+    {
+        out = "QXHOST";
+        return !nameFails;
+    }
+    orvane::qx_processorfacts& processorFacts() override { return processors; }
+};
+
+std::string WithoutCR(std::string text)
+{
+    std::string out;
+    for (char c : text)
+        if (c != '\r') out += c;
+    return out;
+}
+
+class WriteQuorixDatTest : public testing::Test {
+protected:
+    void SetUp() override { orvane::qx_machine::replace(&machine); }
+    void TearDown() override { orvane::qx_machine::replace(nullptr); }
+
+    std::vector<std::wstring> Fields(const std::wstring& templ, const std::wstring& flags, const std::wstring& swiss)
+    {
+        return {templ, dir.File(L"quorix.dat"), L"C:\\Quorix\\", L"http://qxhost/quorix/", L"D:\\seq\\", L"0", L"0",
+                L"Users", L"Administrators", flags, swiss};
+    }
+
+    // The execute phase inside an action frame, so that its lines reach the log.
+    UINT Run(qxtest::Session& s, const std::vector<std::wstring>& fields)
+    {
+        return msiu::RunAction(s.Handle(), L"UpdateQuorixDatDeferred", false, [&] { WriteQuorixDat(fields); });
+    }
+
+    test_machine machine;
+    qxtest::TempDir dir;
+};
+
+TEST_F(WriteQuorixDatTest, FirstInstallWritesTheMergedTemplateAndLogsEachMessage)
+{
+    qxtest::Session s;
+    ASSERT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"136", L"0")), 0u);
+    EXPECT_EQ(WithoutCR(qxtest::ReadFileBytes(dir.File(L"quorix.dat"))),
+              WithoutCR(qxtest::ReadFileBytes(qxtest::SourceDir() + L"/common/src/qxparser/tests/merge/first_install.expected")));
+    EXPECT_FALSE(qxtest::Exists(dir.File(L"quorix.dat.tmp")));
+    const auto log = s.capture.Texts(INSTALLMESSAGE_INFO);
+    ASSERT_EQ(log.size(), 10u) << testing::PrintToString(log);
+    EXPECT_EQ(log[0], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kPackage + L"/not.quorix.dat");
+    EXPECT_EQ(log[2], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Setting number of threads to 4");
+}
+
+TEST_F(WriteQuorixDatTest, UpgradeKeepsTheOldFileAsTmpAndActivatesSwissProt)
+{
+    const std::string old = qxtest::ReadFileBytes(qxtest::SourceDir() + L"/common/src/qxparser/tests/merge/admin.dat");
+    qxtest::WriteFileBytes(dir.File(L"quorix.dat"), old);
+    qxtest::Session s;
+    ASSERT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"247", L"1")), 0u);
+    EXPECT_EQ(qxtest::ReadFileBytes(dir.File(L"quorix.dat.tmp")), old);
+    const std::string now = WithoutCR(qxtest::ReadFileBytes(dir.File(L"quorix.dat")));
+    EXPECT_NE(now.find("\nSwissProt\tD:/sequence/SwissProt/current/SwissProt_*.fasta\t"), std::string::npos) << now;
+    // The groups are the administrator's on an upgrade.
+    EXPECT_NE(now.find("\nNTIUserGroup QuorixUsers\n"), std::string::npos);
+    EXPECT_NE(now.find("\nNTMonitorGroup QuorixAdmins\n"), std::string::npos);
+}
+
+TEST_F(WriteQuorixDatTest, EachFailureLeavesTheOldFileInPlace)
+{
+    std::string full = "PARSE\n";
+    for (int r = 1; r <= 255; ++r) full += "RULE_" + std::to_string(r) + "\t\"r" + std::to_string(r) + "\\(.*\\)\"\n";
+    full += "end\n";
+    const std::string noSwissTemplate = "Databases\nX\tx\tAA\t1\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\n"
+                                        "Cluster\nSubClusterSet 0 ###THREADS###\nend\n";
+    qxtest::WriteFileBytes(dir.File(L"noswiss.dat"), noSwissTemplate);
+
+    struct failure {
+        const char* name;
+        std::string existing;
+        std::wstring templ;
+        const wchar_t* flags;
+        const wchar_t* swiss;
+        bool nameFails;
+        std::wstring text;
+    };
+    const failure cases[] = {
+        {"no_computer_name", "Options\nend\n", kPackage + L"/not.quorix.dat", L"243", L"0", true,
+         L"Can't create new quorix.dat: Failed to determine the hostname"},
+        {"unreadable_template", "Options\nend\n", dir.File(L"missing.dat"), L"243", L"0", false,
+         L"Can't create new quorix.dat: Cannot find file 'quorix.dat'. It contains the most important configuration "
+         L"parameters"},
+        {"no_free_rule", full, kPackage + L"/not.quorix.dat", L"4", L"0", false,
+         L"Can't create new quorix.dat: Failed to added parse rule required for SwissProt - too many rules already in "
+         L"quorix.dat?"},
+        {"no_subclusterset", "Cluster\nEnabled 1\nend\n", kPackage + L"/not.quorix.dat", L"251", L"0", false,
+         L"Can't create new quorix.dat: No SubClusterSet entry in quorix.dat"},
+        {"no_swissprot_at_activation", "Databases\nY\ty\tAA\t1\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\n",
+         dir.File(L"noswiss.dat"), L"247", L"1", false, L"Can't locate SwissProt entry in quorix.dat"},
+    };
+    for (const failure& c : cases) {
+        SCOPED_TRACE(c.name);
+        machine.nameFails = c.nameFails;
+        qxtest::WriteFileBytes(dir.File(L"quorix.dat"), c.existing);
+        qxtest::Session s;
+        EXPECT_EQ(Run(s, Fields(c.templ, c.flags, c.swiss)), 1603u);
+        const auto errors = s.capture.Texts(0);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_EQ(errors.back(), L"UpdateQuorixDatDeferred:  " + c.text + L"  (0x80004005)");
+        EXPECT_EQ(qxtest::ReadFileBytes(dir.File(L"quorix.dat")), c.existing);
+        EXPECT_EQ(qxtest::ReadFileBytes(dir.File(L"quorix.dat.tmp")), c.existing);
+    }
+}
+
+TEST_F(WriteQuorixDatTest, AFileThatCannotBeWrittenFails)
+{
+    qxtest::Session s;
+    auto fields = Fields(kPackage + L"/not.quorix.dat", L"136", L"0");
+    fields[kQuorixDat] = dir.File(L"no\\such\\quorix.dat");
+    EXPECT_EQ(Run(s, fields), 1603u);
+    const auto errors = s.capture.Texts(0);
+    ASSERT_FALSE(errors.empty());
+    EXPECT_EQ(errors.back().rfind(L"UpdateQuorixDatDeferred:  Failed to write new quorix.dat: ", 0), 0u) << errors.back();
+}
+
+}  // namespace

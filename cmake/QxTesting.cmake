@@ -29,9 +29,11 @@ else()
 endif()
 file(MAKE_DIRECTORY ${QX_TEST_RESULTS})
 
-# qx_add_gtest(NAME n SOURCES a.cpp b.cpp LIBS lib... [ENV K=V...])
+# qx_add_gtest(NAME n SOURCES a.cpp b.cpp LIBS lib... [ENV K=V...] [LOCKS r...])
+# LOCKS names machine-wide things the program changes (a COM class registered
+# in the prefix's registry, say); programs sharing one never run together.
 function(qx_add_gtest)
-  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS;ENV" ${ARGN})
+  cmake_parse_arguments(T "" "NAME" "SOURCES;LIBS;ENV;LOCKS" ${ARGN})
   add_executable(${T_NAME} ${T_SOURCES})
   target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} qx_gtest)
   set(report "${QX_TEST_RESULTS}/${QX_TEST_PLATFORM}-${T_NAME}.xml")
@@ -45,4 +47,7 @@ function(qx_add_gtest)
   set_tests_properties(${QX_TEST_PLATFORM}.${T_NAME} PROPERTIES
     TIMEOUT 300
     ENVIRONMENT "QX_SOURCE_DIR=${CMAKE_SOURCE_DIR};QX_BINARY_DIR=${CMAKE_BINARY_DIR};${T_ENV}")
+  if(T_LOCKS)
+    set_tests_properties(${QX_TEST_PLATFORM}.${T_NAME} PROPERTIES RESOURCE_LOCK "${T_LOCKS}")
+  endif()
 endfunction()

@@ -173,7 +173,7 @@ TEST(GrantAccess, InterFileBasePathMayNameTheDataDirectory)
     EXPECT_EQ(w.result, 0u);
     EXPECT_TRUE(w.warnings.empty());
     ASSERT_EQ(store.reads.size(), 6u);
-    EXPECT_EQ(store.reads[3], t.fields[3]);
+    EXPECT_EQ(store.reads[2], t.fields[3]);
     EXPECT_EQ(store.reads[5], t.fields[3].substr(0, t.fields[3].size() - 1));
 }
 

@@ -7,56 +7,27 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "msiexec.h"
 #include "run.h"
 
 namespace {
 
 const char* kDir = "qx-iis-e2e";  // C:\qx-iis-e2e\ in the prefix
 
-std::string WinPath(const std::string& unixPath)
-{
-    std::string w = "Z:" + unixPath;
-    std::replace(w.begin(), w.end(), '/', '\\');
-    return w;
-}
-
 std::string Results() { return qxnative::SourceDir() + "/build/test-results"; }
 std::string MetabaseFile() { return Results() + "/e2e-iis-metabase.txt"; }
-std::string Package() { return qxnative::BuildDir("win64") + "/package/quorix-sample.msi"; }
-std::string Tool() { return qxnative::BuildDir("win64") + "/testing/metabase/qxmetabase.exe"; }
 
 const std::string kProperties = std::string("QUORIXDIR=C:\\") + kDir +
                                 "\\ QUORIX_APACHE_WEB_VDIR=quorix ADDLOCAL=ALL QUORIX_IIS_WEB_SITE=1 "
                                 "QUORIX_IIS_WEB_VDIR=quorix QX_IIS_VERSION=600 QX_DNS_NAME=web01.example.com";
 
-struct Install {
-    int exitCode = -1;
-    std::string log;
-    std::string output;
-};
+using qxnative::Install;
+using qxnative::LogHas;
+using qxnative::WinPath;
 
-// msiexec runs inside the emulator's tool, which registers the emulator as
-// the prefix's IIS provider for the run only and reports the exit code.
 Install Msiexec(const std::string& verb, const std::string& logName)
 {
-    const std::string log = Results() + "/" + logName + ".log";
-    std::remove(log.c_str());
-    const std::string command = qxnative::SourceDir() + "/tools/wine-run '" + Tool() + "' with '" +
-                                WinPath(MetabaseFile()) + "' 'msiexec " + verb + " " + WinPath(Package()) +
-                                " /qn /l*v " + WinPath(log) + " " + kProperties + "'";
-    Install result;
-    const auto r = qxnative::Run(command);
-    result.output = r.output;
-    const auto at = r.output.rfind("exit code: ");
-    if (at != std::string::npos) result.exitCode = std::atoi(r.output.c_str() + at + 11);
-    if (qxnative::Exists(log)) result.log = qxnative::ReadFile(log);
-    return result;
-}
-
-bool LogHas(const Install& i, const std::string& line)
-{
-    const auto lines = qxnative::Lines(i.log);
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
+    return qxnative::Msiexec(verb, kProperties, logName, MetabaseFile());
 }
 
 // The metabase of an IIS 6 machine before the install: the Perl record not
@@ -115,8 +86,8 @@ class IISInstall : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        ASSERT_TRUE(qxnative::Exists(Package())) << "build the win64 tree first";
-        ASSERT_TRUE(qxnative::Exists(Tool())) << "build the win64 tree first";
+        ASSERT_TRUE(qxnative::Exists(qxnative::SamplePackage())) << "build the win64 tree first";
+        ASSERT_TRUE(qxnative::Exists(qxnative::BuildDir("win64") + "/testing/metabase/qxmetabase.exe")) << "build the win64 tree first";
         qxnative::Run("rm -rf '" + Prefix() + "/drive_c/" + kDir + "'");
         qxnative::WriteFile(MetabaseFile(), kBefore);
         std::remove((MetabaseFile() + ".changes").c_str());

@@ -6,58 +6,19 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "msiexec.h"
 #include "run.h"
 
 namespace {
 
 const char* kDir = "qx-e2e";  // C:\qx-e2e\ in the prefix
 
-std::string Prefix()
-{
-    const char* p = std::getenv("WINEPREFIX");
-    return p && *p ? p : qxnative::SourceDir() + "/build/wine";
-}
+using qxnative::Install;
+using qxnative::LogHas;
+using qxnative::Msiexec;
 
-std::string WinPath(const std::string& unixPath)
-{
-    std::string w = "Z:" + unixPath;
-    std::replace(w.begin(), w.end(), '/', '\\');
-    return w;
-}
-
-std::string Root() { return Prefix() + "/drive_c/" + kDir; }
+std::string Root() { return qxnative::DriveC(kDir); }
 std::string Config(const std::string& name) { return Root() + "/config/" + name; }
-std::string Package() { return qxnative::BuildDir("win64") + "/package/quorix-sample.msi"; }
-
-struct Install {
-    int exitCode = -1;
-    std::string log;
-    std::string output;
-};
-
-// Runs msiexec inside cmd so that the real exit code comes back (a shell
-// sees it modulo 256).
-Install Msiexec(const std::string& verb, const std::string& properties, const std::string& logName)
-{
-    const std::string log = qxnative::SourceDir() + "/build/test-results/" + logName + ".log";
-    std::remove(log.c_str());
-    const std::string command = qxnative::SourceDir() + "/tools/wine-run cmd /c 'msiexec " + verb + " " +
-                                WinPath(Package()) + " /qn /l*v " + WinPath(log) + " " + properties +
-                                " & echo ERRORLEVEL=%ERRORLEVEL%'";
-    Install result;
-    auto r = qxnative::Run(command);
-    result.output = r.output;
-    auto at = r.output.rfind("ERRORLEVEL=");
-    if (at != std::string::npos) result.exitCode = std::atoi(r.output.c_str() + at + 11);
-    if (qxnative::Exists(log)) result.log = qxnative::ReadFile(log);
-    return result;
-}
-
-bool LogHas(const Install& i, const std::string& line)
-{
-    const auto lines = qxnative::Lines(i.log);
-    return std::find(lines.begin(), lines.end(), line) != lines.end();
-}
 
 std::string Golden(const std::string& name)
 {
@@ -83,7 +44,7 @@ class ResetProduct : public ::testing::Environment {
 public:
     void SetUp() override
     {
-        ASSERT_TRUE(qxnative::Exists(Package())) << "build the win64 tree first";
+        ASSERT_TRUE(qxnative::Exists(qxnative::SamplePackage())) << "build the win64 tree first";
         Msiexec("/x", "", "e2e-reset");
     }
 };
@@ -139,12 +100,12 @@ const std::string kFailing = "FailInstallIfAsked:  failing the install on reques
 INSTANTIATE_TEST_SUITE_P(
     Scenarios, ApacheInstall,
     ::testing::Values(
-        Scenario{"FirstInstall", false, "", 0, "golden", nullptr, {kCreating}, {"Copying file", "Moving file"}},
+        Scenario{"FirstInstall", false, "", 0, "golden", nullptr, {kCreating}, {"CreateApacheConfDeferred:  Copying file", "CreateApacheConfDeferred:  Moving file"}},
         Scenario{"Upgrade", true, "", 0, "golden", "old", {kCopying, kCreating, kToBackup}, {kRestore}},
         Scenario{"LateFailureRestoresOldFile", true, "QX_FAIL_LATE=1", 1603, "old", nullptr,
                  {kCopying, kCreating, kFailing, kRestore}, {kToBackup}},
         Scenario{"LateFailureOnFirstInstallKeepsNewFile", false, "QX_FAIL_LATE=1", 1603, "golden", nullptr,
-                 {kCreating, kFailing}, {"Moving file"}}),
+                 {kCreating, kFailing}, {"CreateApacheConfDeferred:  Moving file"}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ApacheInstallFailure, MissingWebPathFailsTheInstallWithItsText)

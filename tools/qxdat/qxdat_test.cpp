@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -7,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "orvane/qx_machine.h"
 #include "qxdat_cli.h"
 
 namespace fs = std::filesystem;
@@ -50,6 +52,86 @@ std::string read(const std::string& path)
     return s.str();
 }
 
+const std::string kPackage = QX_PACKAGE_DIR;
+const std::string kTemplate = kPackage + "/not.quorix.dat";
+const std::string kMergeDir = QX_MERGE_DIR;
+
+// Two packages of two logical processors, and a fixed name: the merge's
+// output is then the same on every machine.
+class fixed_processors : public orvane::qx_processorfacts {
+public:
+    orvane::qx_cpuidregs cpuid(uint32_t leaf) override
+    {
+        orvane::qx_cpuidregs r;
+        if (leaf == 1) {
+            r.edx = 1u << 28;
+            r.ebx = 2u << 16;
+        }
+        return r;
+    }
+    bool getAffinity(uint64_t& p, uint64_t& s) override
+    {
+        p = s = 0b11;
+        return true;
+    }
+    bool setAffinity(uint64_t) override { return true; }
+    void yield() override {}
+};
+
+class test_machine : public orvane::qx_machine {
+public:
+    bool nameFails = false;
+    fixed_processors processors;
+    bool computerName(std::string& out) override
+    {
+        out = "QXHOST";
+        return !nameFails;
+    }
+    orvane::qx_processorfacts& processorFacts() override { return processors; }
+};
+
+class QxdatMerge : public testing::Test {
+protected:
+    void SetUp() override { orvane::qx_machine::replace(&machine); }
+    void TearDown() override { orvane::qx_machine::replace(nullptr); }
+
+    // A fresh folder for one case, so that a leftover file shows.
+    std::string caseDir(const std::string& name)
+    {
+        std::string d = dir() + "/" + name;
+        fs::remove_all(d);
+        fs::create_directories(d);
+        return d;
+    }
+
+    test_machine machine;
+};
+
+std::vector<std::string> entries(const std::string& d)
+{
+    std::vector<std::string> names;
+    for (const auto& e : fs::directory_iterator(d)) names.push_back(e.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// $T the package's template, $D the case's folder.
+std::vector<std::string> expand(std::vector<std::string> args, const std::string& caseDir)
+{
+    for (std::string& a : args) {
+        for (auto [key, value] : {std::pair<std::string, std::string>{"$T", kTemplate}, {"$D", caseDir}}) {
+            const size_t at = a.find(key);
+            if (at != std::string::npos) a.replace(at, key.size(), value);
+        }
+    }
+    return args;
+}
+
+// The settings the library's golden files were made with; the groups are
+// the defaults.
+const std::vector<std::string> kGoldenSettings = {"--root", "C:\\Quorix\\", "--url", "http://qxhost/quorix/",
+                                                  "--seq", "D:\\seq\\"};
+
 }  // namespace
 
 TEST(Qxdat, BadArgumentsAreUsageErrors)
@@ -67,6 +149,25 @@ TEST(Qxdat, BadArgumentsAreUsageErrors)
         {{"roundtrip", "a", "-o"}, "-o needs a file name"},
         {{"roundtrip", "a", "-o", "x", "-o", "y"}, "-o given twice"},
         {{"roundtrip", "--fast", "a"}, "unknown option '--fast' for roundtrip"},
+        {{"merge"}, "merge needs a TEMPLATE"},
+        {{"merge", "t", ""}, "empty file name"},
+        {{"merge", "t", "e", "x"}, "unexpected argument 'x'"},
+        {{"merge", "t", "--fast"}, "unknown option '--fast' for merge"},
+        {{"merge", "t", "-o"}, "-o needs a file name"},
+        {{"merge", "t", "--root"}, "--root needs a value"},
+        {{"merge", "t", "--url", ""}, "--url needs a value"},
+        {{"merge", "t", "--seq", "a", "--seq", "b"}, "--seq given twice"},
+        {{"merge", "t", "--admins"}, "--admins needs a value"},
+        {{"merge", "t", "--cluster"}, "--cluster takes on or off"},
+        {{"merge", "t", "--cluster", "yes"}, "--cluster takes on or off"},
+        {{"merge", "t", "--cluster", "on", "--cluster", "off"}, "--cluster given twice"},
+        {{"merge", "t", "e", "--users", "U"}, "--users and --admins are for a first install only"},
+        {{"merge", "t", "e", "--admins", "A"}, "--users and --admins are for a first install only"},
+        {{"merge", "t", "--root", "C:/Program Files/Q/"}, "Path name may not contain spaces: C:/Program Files/Q/"},
+        {{"merge", "t", "--seq", "D:/my seq"}, "Path name may not contain spaces: D:/my seq"},
+        {{"merge", kTemplate, "-o", kPackage + "/../package/not.quorix.dat"}, "-o must not name TEMPLATE or EXISTING"},
+        {{"merge", kTemplate, kMergeDir + "/admin.dat", "-o", kMergeDir + "/admin.dat"},
+         "-o must not name TEMPLATE or EXISTING"},
     };
     for (const Case& c : cases) {
         Result r = run(c.args);
@@ -77,6 +178,7 @@ TEST(Qxdat, BadArgumentsAreUsageErrors)
     Result help = run({"--help"});
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("qxdat roundtrip FILE [-o OUT]"), std::string::npos);
+    EXPECT_NE(help.out.find("qxdat merge TEMPLATE [EXISTING] [-o OUT]"), std::string::npos);
 }
 
 TEST(Qxdat, CheckPrintsMessagesInTheInstallLogsFormAndFailsOnErrors)
@@ -128,4 +230,162 @@ TEST(Qxdat, CheckShowsTheMessagesOfEverySectionReader)
               "qxparser [2:0] -- Empty ICAT filter is not allowed. Specify simply 'C' if you are not sure.\n"
               "qxparser [2:0] -- Invalid * in cron section of " + file + ". Line is: * 1 * * * x\n"
               "qxparser [2:0] -- Error in WWW section of " + file + ": DB_SEQ \"1\"\n");
+}
+
+TEST_F(QxdatMerge, GoldenFilesByFileAndOnStandardOutput)
+{
+    struct Case {
+        const char* name;
+        const char* existing;  // a file of the merge's test folder, or "" for a first install
+        const char* golden;
+        size_t messages;
+    };
+    const Case cases[] = {
+        {"first_install", "", "first_install.expected", 10},
+        {"upgrade", "admin.dat", "admin_upgrade.expected", 24},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string d = caseDir(c.name);
+        std::vector<std::string> args = {"merge", kTemplate};
+        std::string existing, before;
+        if (*c.existing) {
+            existing = d + "/quorix.dat";
+            before = read(kMergeDir + "/" + c.existing);
+            std::ofstream(existing, std::ios::binary) << before;
+            args.push_back(existing);
+        }
+        args.insert(args.end(), kGoldenSettings.begin(), kGoldenSettings.end());
+        const std::string golden = read(kMergeDir + "/" + c.golden);
+        ASSERT_FALSE(golden.empty());
+
+        std::vector<std::string> toFile = args;
+        toFile.insert(toFile.end(), {"-o", d + "/out.dat"});
+        Result file = run(toFile);
+        EXPECT_EQ(file.code, 0) << file.out;
+        EXPECT_EQ(read(d + "/out.dat"), golden);
+        EXPECT_EQ(file.err, "");
+        EXPECT_EQ(file.out.rfind("qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kTemplate + "\n", 0), 0u)
+            << file.out;
+        EXPECT_EQ(std::count(file.out.begin(), file.out.end(), '\n'), static_cast<long>(c.messages)) << file.out;
+
+        // Standard output carries the same text, and the messages move aside.
+        Result stdOut = run(args);
+        EXPECT_EQ(stdOut.code, 0) << stdOut.err;
+        EXPECT_EQ(stdOut.out, golden);
+        EXPECT_EQ(stdOut.err, file.out);
+
+        if (*c.existing) {
+            EXPECT_EQ(read(existing), before);
+        }
+        const std::vector<std::string> left = *c.existing ? std::vector<std::string>{"out.dat", "quorix.dat"}
+                                                          : std::vector<std::string>{"out.dat"};
+        EXPECT_EQ(entries(d), left);
+    }
+}
+
+TEST_F(QxdatMerge, OptionsAreTheInstallersChoices)
+{
+    const std::string admin = kMergeDir + "/admin.dat";
+    const std::string sp = "SwissProt\tC:/Quorix/sequence/SwissProt/current/SwissProt_*.fasta\tAA\t1234\t1\t1\t1\t";
+    struct Case {
+        const char* name;
+        std::vector<std::string> args;  // after "merge TEMPLATE"
+        std::vector<std::string> present, absent;
+    };
+    const Case cases[] = {
+        {"defaults",
+         {},
+         {"# " + sp + "4\t0\t1\t6\t7\t8\t3", "InterFileBasePath C:/Quorix/data",
+          "ResultsFullURL http://localhost/quorix/cgi/master_results.pl", "NTIUserGroup Users",
+          "NTMonitorGroup Administrators", "ForkForUnixApache 1", "Enabled 0", "SubClusterSet 0 4",
+          "MasterComputerName QXHOST"},
+         {}},
+        {"cluster_on_gives_one_thread", {"--cluster", "on"}, {"Enabled 1", "SubClusterSet 0 1", "# " + sp + "1\t0\t1\t6\t7\t8\t3"}, {}},
+        {"cluster_off_is_the_first_installs_default", {"--cluster", "off"}, {"Enabled 0", "SubClusterSet 0 4"}, {}},
+        {"no_apache", {"--no-apache"}, {"ForkForUnixApache 0"}, {"ForkForUnixApache 1"}},
+        {"swissprot_is_made_active", {"--swissprot"}, {sp + "4\t0\t1\t6\t7\t8\t3"}, {"# " + sp + "4\t0\t1\t6\t7\t8\t3"}},
+        {"own_groups", {"--users", "qxusers", "--admins", "qxadmins"}, {"NTIUserGroup qxusers", "NTMonitorGroup qxadmins"}, {}},
+        {"upgrade_keeps_its_cluster_and_groups", {admin},
+         {"Enabled 0", "SubClusterSet 0 2", "SwissProt\tD:/sequence/SwissProt/current/SwissProt_*.fasta\tAA\t1234\t1\t1\t1\t4\t0\t1\t6\t7\t8\t3"},
+         {"NTIUserGroup Users", "SubClusterSet 0 4"}},
+        {"upgrade_with_a_cluster_choice", {admin, "--cluster", "on"}, {"Enabled 1", "SubClusterSet 0 1"}, {"SubClusterSet 0 2"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::vector<std::string> args = {"merge", kTemplate};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        Result r = run(args);
+        ASSERT_EQ(r.code, 0) << r.err;
+        std::vector<std::string> lines;
+        std::istringstream in(r.out);
+        for (std::string line; std::getline(in, line);) lines.push_back(line);
+        for (const std::string& want : c.present)
+            EXPECT_NE(std::find(lines.begin(), lines.end(), want), lines.end()) << want << "\n" << r.out;
+        for (const std::string& gone : c.absent)
+            EXPECT_EQ(std::find(lines.begin(), lines.end(), gone), lines.end()) << gone << "\n" << r.out;
+    }
+}
+
+TEST_F(QxdatMerge, AFailureWritesNothing)
+{
+    const std::string missing = "qxparser [1:0] -- Cannot find file 'quorix.dat'. It contains the most important "
+                                "configuration parameters\n";
+    const std::string loaded = "qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kTemplate + "\n";
+    const std::string lastSet =
+        "qxparser [3:0] -- Set the value of DefaultNodeHomeDir to C:/QuorixNode in the cluster section of quorix.dat\n";
+    struct Case {
+        const char* name;
+        std::vector<std::string> args;  // $T the package's template, $D the case's folder
+        const char* existing;           // written to $D/quorix.dat if not null
+        const char* templ;              // written to $D/t.dat if not null
+        bool nameFails;
+        std::string logEnd;  // how the merge's messages end
+        std::string ownLine;  // qxdat's own last word, on standard error
+    };
+    const Case cases[] = {
+        {"template_missing", {"$D/none.dat"}, nullptr, nullptr, false, missing, ""},
+        {"template_missing_with_out", {"$D/none.dat", "-o", "$D/out.dat"}, nullptr, nullptr, false, missing, ""},
+        {"existing_missing", {"$T", "$D/none.dat"}, nullptr, nullptr, false, loaded + missing, ""},
+        {"no_computer_name", {"$T"}, nullptr, nullptr, true, "qxparser [1:0] -- Failed to determine the hostname\n", ""},
+        {"no_subclusterset", {"$T", "$D/quorix.dat", "--cluster", "off", "-o", "$D/out.dat"},
+         "Cluster\nEnabled 0\nend\n", nullptr, false, "qxparser [1:0] -- No SubClusterSet entry in quorix.dat\n", ""},
+        {"no_swissprot_to_activate", {"$D/t.dat", "--swissprot"}, nullptr,
+         "Databases\nNCBInr\tx.fasta\tAA\t1234\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\nCluster\nSubClusterSet 0 ###THREADS###\nend\n",
+         false, lastSet, "qxdat: Can't locate SwissProt entry in quorix.dat\n"},
+        {"out_folder_missing", {"$T", "-o", "$D/no/x.dat"}, nullptr, nullptr, false, lastSet,
+         "qxdat: can't write $D/no/x.dat: No such file or directory\n"},
+        {"out_is_a_folder", {"$T", "-o", "$D/sub"}, nullptr, nullptr, false, lastSet,
+         "qxdat: can't write $D/sub: Is a directory\n"},
+    };
+    auto endsWith = [](const std::string& text, const std::string& end) {
+        return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::string d = caseDir(c.name);
+        fs::create_directory(d + "/sub");
+        if (c.existing) std::ofstream(d + "/quorix.dat", std::ios::binary) << c.existing;
+        if (c.templ) std::ofstream(d + "/t.dat", std::ios::binary) << c.templ;
+        const std::vector<std::string> before = entries(d);
+        machine.nameFails = c.nameFails;
+        std::vector<std::string> args = {"merge"};
+        const std::vector<std::string> rest = expand(c.args, d);
+        args.insert(args.end(), rest.begin(), rest.end());
+        Result r = run(args);
+        EXPECT_EQ(r.code, qxdat::kExitInvalid);
+        const std::string ownLine = expand({c.ownLine}, d)[0];
+        if (std::find(args.begin(), args.end(), "-o") != args.end()) {
+            EXPECT_TRUE(endsWith(r.out, c.logEnd)) << r.out;
+            EXPECT_EQ(r.err, ownLine);
+        } else {
+            EXPECT_EQ(r.out, "");
+            EXPECT_TRUE(endsWith(r.err, c.logEnd + ownLine)) << r.err;
+        }
+        EXPECT_EQ(entries(d), before);
+        EXPECT_TRUE(fs::is_empty(d + "/sub"));
+        if (c.existing) {
+            EXPECT_EQ(read(d + "/quorix.dat"), c.existing);
+        }
+    }
 }

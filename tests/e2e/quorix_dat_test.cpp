@@ -150,6 +150,12 @@ TEST_F(QuorixDat, UpgradeKeepsTheAdministratorsFileAndCarriesTheNodeList)
     // The cluster answer read from the old file went into the merge.
     EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser  -- Set the value of Enabled to 1 in the "
                           "cluster section of quorix.dat"));
+    // The help search's configuration went through the same transaction:
+    // rewritten, and the package's copy kept as the backup at commit.
+    EXPECT_TRUE(LogHas(i, "UpdateHtDigConfDeferred:  Moving file \"C:\\qx-dat\\htdig\\htdig.conf.tmp\" to "
+                          "\"C:\\qx-dat\\htdig\\htdig.conf.bak\""));
+    EXPECT_NE(ReadFile(At("htdig/htdig.conf")).find("http://qxhost/quorix/"), std::string::npos);
+    EXPECT_TRUE(Exists(At("htdig/htdig.conf.bak")));
     ASSERT_TRUE(Exists(At("config/nodelist.txt")));
     EXPECT_EQ(ReadFile(At("config/nodelist.txt")), nodes);
     EXPECT_TRUE(Exists(At("nodes.tmp")));
@@ -166,6 +172,11 @@ TEST_F(QuorixDat, LateFailureRestoresTheOldFileByteForByte)
     EXPECT_FALSE(Exists(Merged() + ".bak"));
     EXPECT_TRUE(LogHasStart(i, "UpdateQuorixDatDeferred:  qxparser  -- Successfully loaded existing"));
     EXPECT_TRUE(LogHas(i, "FailInstallIfAsked:  failing the install on request"));
+    // The help search's rollback put the package's htdig.conf back before the
+    // installer's own rollback took the installed files away.
+    EXPECT_TRUE(LogHas(i, "UpdateHtDigConfDeferred:  Moving file \"C:\\qx-dat\\htdig\\htdig.conf.tmp\" to "
+                          "\"C:\\qx-dat\\htdig\\htdig.conf\""));
+    EXPECT_FALSE(Exists(At("htdig/htdig.conf.tmp")));
 }
 
 }  // namespace

@@ -1,11 +1,17 @@
-// Read and save of a generated 10 MB quorix.dat, against a plain read and
-// write of the same bytes in the same run: what the object model costs on
-// top of the file system.
+// Read, save and install-time merge of generated quorix.dat files of 100 KB,
+// 1 MB and 10 MB, against a plain read and write of the same bytes in the
+// same run: what the object model costs on top of the file system. Each
+// benchmark also reports the peak of heap bytes in use during one iteration.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <map>
+#include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -13,19 +19,62 @@
 
 namespace fs = std::filesystem;
 
+// Heap bytes in use and their peak, counted by the global allocation
+// functions; the block size is kept in front of each block.
+namespace {
+std::atomic<size_t> g_inUse{0};
+std::atomic<size_t> g_peak{0};
+constexpr size_t kHeader = alignof(std::max_align_t);
+}  // namespace
+
+void* operator new(size_t size)
+{
+    void* p = std::malloc(size + kHeader);
+    if (!p) throw std::bad_alloc();
+    *static_cast<size_t*>(p) = size;
+    const size_t now = g_inUse += size;
+    size_t peak = g_peak.load();
+    while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
+    }
+    return static_cast<char*>(p) + kHeader;
+}
+void operator delete(void* p) noexcept
+{
+    if (!p) return;
+    char* block = static_cast<char*>(p) - kHeader;
+    g_inUse -= *reinterpret_cast<size_t*>(block);
+    std::free(block);
+}
+void* operator new[](size_t size) { return operator new(size); }
+void operator delete[](void* p) noexcept { operator delete(p); }
+void operator delete(void* p, size_t) noexcept { operator delete(p); }
+void operator delete[](void* p, size_t) noexcept { operator delete(p); }
+
 namespace {
 
-constexpr size_t kTargetBytes = 10 * 1024 * 1024;
+// Peak heap bytes above what was in use when the scope began.
+class PeakScope {
+public:
+    PeakScope() : base_(g_inUse.load()) { g_peak = base_; }
+    size_t Peak() const { return g_peak.load() - base_; }
+
+private:
+    size_t base_;
+};
 
 // Every kind of section, comments between and inside them, both database
 // line forms, and enough Options lines to reach the target size.
-std::string generate()
+std::string generate(size_t targetBytes)
 {
+    // The section sizes scale with the target; Options fill the rest.
+    const int databases = static_cast<int>(targetBytes / 520);
+    const int taxonomyRules = std::max<int>(1, static_cast<int>(targetBytes / 52000));
+    const int wwwEntries = static_cast<int>(targetBytes / 5200);
     std::string text;
-    text.reserve(kTargetBytes + 4096);
+    text.reserve(targetBytes + 4096);
     text += "# Quorix configuration file\n# generated for the benchmark\n";
     text += "Databases\n";
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < databases; ++i) {
         if (i % 50 == 0) text += "## group " + std::to_string(i / 50) + "\n";
         if (i % 7 == 0) text += "#";
         text += "DB" + std::to_string(i) + "\tdb" + std::to_string(i) + "/db_*.fasta\tAA\t1234\t1\t1\t1\t" +
@@ -35,18 +84,18 @@ std::string generate()
     text += "end\n# parse rules\nPARSE\n";
     for (int i = 1; i < 256; ++i) text += "RULE_" + std::to_string(i) + "\t\">\\([^ ]*\\) rule " + std::to_string(i) + "\"\n";
     text += "end\nWWW\n";
-    for (int i = 0; i < 2000; ++i)
+    for (int i = 0; i < wwwEntries; ++i)
         text += "DB" + std::to_string(i) + "_SEQ\t\"1\"\t\"localhost\"\t\"80\"\t\"/quorix/x-cgi/ms-getseq.exe\"\n";
     text += "end\n";
     for (int t = 0; t <= 64; ++t) {
         text += "Taxonomy_" + std::to_string(t) + "\nEnabled 1\nIdentifier taxonomy " + std::to_string(t) + "\n";
-        for (int i = 0; i < 200; ++i) text += "RULE_" + std::to_string(i) + "\tNCBI,CHOP:P\t\"x\\(.*\\)\"\n";
+        for (int i = 0; i < taxonomyRules; ++i) text += "RULE_" + std::to_string(i) + "\tNCBI,CHOP:P\t\"x\\(.*\\)\"\n";
         text += "end\n";
     }
     text += "Cluster\nEnabled 0\nMasterComputerName master\nend\nUniGene\nHuman ../unigene/Hs.data\nend\n";
     text += "Processor\nProcessorSet=0,1,2,3\nend\nCron\nCronEnable 1\n0 1-3,5 * * * cmd with blanks\nend\n";
     text += "# the options\nOptions\n";
-    for (int i = 0; text.size() < kTargetBytes; ++i) {
+    for (int i = 0; text.size() < targetBytes; ++i) {
         if (i % 100 == 0) text += "# options group " + std::to_string(i / 100) + "\n";
         text += "Option" + std::to_string(i) + "  :  value number " + std::to_string(i) + " with some text   \n";
     }
@@ -58,13 +107,13 @@ struct Files {
     std::string input, output;
     size_t size = 0;
 
-    Files()
+    explicit Files(size_t target)
     {
         fs::path dir = fs::temp_directory_path() / "qx_datfile_bench";
         fs::create_directories(dir);
-        input = (dir / "quorix.dat").string();
-        output = (dir / "saved.dat").string();
-        std::string text = generate();
+        input = (dir / ("quorix-" + std::to_string(target) + ".dat")).string();
+        output = (dir / ("saved-" + std::to_string(target) + ".dat")).string();
+        std::string text = generate(target);
         size = text.size();
         std::FILE* f = std::fopen(input.c_str(), "wb");
         std::fwrite(text.data(), 1, text.size(), f);
@@ -72,17 +121,30 @@ struct Files {
     }
 };
 
-const Files& files()
+const Files& files(const benchmark::State& state)
 {
-    static const Files f;
-    return f;
+    static std::map<int64_t, std::unique_ptr<Files>> all;
+    auto& f = all[state.range(0)];
+    if (!f) f = std::make_unique<Files>(static_cast<size_t>(state.range(0)));
+    return *f;
 }
+
+void Report(benchmark::State& state, const Files& f, size_t peak)
+{
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
+    state.counters["peak_heap_MB"] = static_cast<double>(peak) / (1024.0 * 1024.0);
+    state.counters["file_MB"] = static_cast<double>(f.size) / (1024.0 * 1024.0);
+}
+
+#define QX_SIZES ->Arg(100 * 1024)->Arg(1024 * 1024)->Arg(10 * 1024 * 1024)->Unit(benchmark::kMillisecond)->UseRealTime()
 
 void BM_PlainReadWrite(benchmark::State& state)
 {
-    const Files& f = files();
-    std::vector<char> buffer(f.size);
+    const Files& f = files(state);
+    size_t peak = 0;
     for (auto _ : state) {
+        PeakScope scope;
+        std::vector<char> buffer(f.size);
         std::FILE* in = std::fopen(f.input.c_str(), "rb");
         size_t n = std::fread(buffer.data(), 1, buffer.size(), in);
         std::fclose(in);
@@ -90,36 +152,64 @@ void BM_PlainReadWrite(benchmark::State& state)
         std::fwrite(buffer.data(), 1, n, out);
         std::fclose(out);
         benchmark::DoNotOptimize(n);
+        peak = scope.Peak();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
+    Report(state, f, peak);
 }
-BENCHMARK(BM_PlainReadWrite)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_PlainReadWrite) QX_SIZES;
 
 void BM_DatfileReadSave(benchmark::State& state)
 {
-    const Files& f = files();
+    const Files& f = files(state);
+    size_t peak = 0;
     for (auto _ : state) {
+        PeakScope scope;
         orvane::qx_datfile dat;
         dat.setFileName(f.input);
         if (!dat.read()) state.SkipWithError("read failed");
         dat.setFileName(f.output);
         if (!dat.save()) state.SkipWithError("save failed");
+        peak = scope.Peak();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
+    Report(state, f, peak);
 }
-BENCHMARK(BM_DatfileReadSave)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DatfileReadSave) QX_SIZES;
 
 void BM_DatfileReadOnly(benchmark::State& state)
 {
-    const Files& f = files();
+    const Files& f = files(state);
+    size_t peak = 0;
     for (auto _ : state) {
+        PeakScope scope;
         orvane::qx_datfile dat;
         dat.setFileName(f.input);
         if (!dat.read()) state.SkipWithError("read failed");
+        peak = scope.Peak();
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
+    Report(state, f, peak);
 }
-BENCHMARK(BM_DatfileReadOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_DatfileReadOnly) QX_SIZES;
+
+// The upgrade an install makes: the package's template merged into the
+// generated file as the existing quorix.dat, then saved.
+void BM_MergeAndSave(benchmark::State& state)
+{
+    const Files& f = files(state);
+    size_t peak = 0;
+    for (auto _ : state) {
+        PeakScope scope;
+        orvane::qx_errorlist errors;
+        orvane::qx_datfile dat;
+        dat.mergeInstalledDefaults(errors, QX_PACKAGE_DIR "/not.quorix.dat", f.input, "C:\\Quorix\\",
+                                   "http://qxhost/quorix/", "D:\\seq\\", false, 0, "", "", 243);
+        if (!errors.isValid()) state.SkipWithError(errors.getMessage(-1).c_str());
+        dat.setFileName(f.output);
+        if (!dat.save()) state.SkipWithError("save failed");
+        peak = scope.Peak();
+    }
+    Report(state, f, peak);
+}
+BENCHMARK(BM_MergeAndSave) QX_SIZES;
 
 }  // namespace
 

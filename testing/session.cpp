@@ -108,6 +108,37 @@ PackageFile::~PackageFile()
     DeleteFileW(path_.c_str());
 }
 
+std::vector<std::wstring> FeatureTables(const std::vector<std::pair<std::wstring, int>>& features,
+                                        const wchar_t* guidStem)
+{
+    std::vector<std::wstring> sql = {
+        L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
+        L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
+        L"INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
+        L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
+        L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
+        L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
+        L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
+        L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
+        L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)",
+        L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
+        L"PRIMARY KEY `Feature_`, `Component_`)",
+    };
+    int n = 0;
+    for (const auto& f : features) {
+        wchar_t number[8];
+        swprintf(number, 8, L"%02X}", ++n);
+        const std::wstring guid = std::wstring(guidStem) + number;
+        sql.push_back(L"INSERT INTO `Feature` (`Feature`, `Level`, `Attributes`) VALUES ('" + f.first + L"', " +
+                      std::to_wstring(f.second) + L", 0)");
+        sql.push_back(L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`) VALUES ('C_" +
+                      f.first + L"', '" + guid + L"', 'TARGETDIR', 0)");
+        sql.push_back(L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('" + f.first + L"', 'C_" +
+                      f.first + L"')");
+    }
+    return sql;
+}
+
 MessageCapture::MessageCapture()
 {
     MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);

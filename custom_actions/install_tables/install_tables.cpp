@@ -48,9 +48,9 @@ const std::vector<const wchar_t*>& PerlRows(int version, bool is64)
     msiu::ThrowError(msiu::kInvalidArg, L"Unexpected Perl version: %d", version);
 }
 
-bool Matches(const std::wstring& name, const wchar_t* spec)
+bool Matches(const std::wstring& name, const wchar_t* pattern)
 {
-    return PathMatchSpecW(name.c_str(), spec) != FALSE;
+    return PathMatchSpecW(name.c_str(), pattern) != FALSE;
 }
 
 void AddRemoveRow(const msiu::ViewHandle& view, const std::wstring& key, const std::wstring& component,

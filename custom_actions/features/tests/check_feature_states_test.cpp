@@ -9,32 +9,12 @@ extern "C" UINT __stdcall CheckFeatureStatesUI(MSIHANDLE session);
 
 namespace {
 
+// Level 200: not selected unless the test selects it.
 std::vector<std::wstring> FeatureTables(const std::vector<std::wstring>& features)
 {
-    std::vector<std::wstring> sql = {
-        L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-        L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
-        L"INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
-        L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
-        L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
-        L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
-        L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
-        L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
-        L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)",
-        L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
-        L"PRIMARY KEY `Feature_`, `Component_`)",
-    };
-    int n = 0;
-    for (const auto& f : features) {
-        wchar_t guid[64];
-        swprintf(guid, 64, L"{7C2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4%02X}", ++n);
-        // Level 200: not selected unless the test selects it.
-        sql.push_back(L"INSERT INTO `Feature` (`Feature`, `Level`, `Attributes`) VALUES ('" + f + L"', 200, 0)");
-        sql.push_back(L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`) VALUES ('C_" +
-                      f + L"', '" + guid + L"', 'TARGETDIR', 0)");
-        sql.push_back(L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('" + f + L"', 'C_" + f + L"')");
-    }
-    return sql;
+    std::vector<std::pair<std::wstring, int>> levels;
+    for (const auto& f : features) levels.push_back({f, 200});
+    return qxtest::FeatureTables(levels, L"{7C2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4");
 }
 
 // A costed session; a feature's action state is set when not 0 (0 leaves

@@ -21,32 +21,10 @@ const std::wstring kPackage = L"" QX_PACKAGE_DIR;
 
 std::vector<std::wstring> FeatureTables()
 {
-    std::vector<std::wstring> sql = {
-        L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-        L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
-        L"INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
-        L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
-        L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
-        L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
-        L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
-        L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
-        L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)",
-        L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
-        L"PRIMARY KEY `Feature_`, `Component_`)",
-        L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-        L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
-    };
-    int n = 0;
-    for (const wchar_t* f : {L"ApacheWeb", L"SwissProt"}) {
-        wchar_t guid[64];
-        swprintf(guid, 64, L"{5A2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4%02X}", ++n);
-        sql.push_back(std::wstring(L"INSERT INTO `Feature` (`Feature`, `Level`, `Attributes`) VALUES ('") + f +
-                      L"', 200, 0)");
-        sql.push_back(std::wstring(L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, "
-                                   L"`Attributes`) VALUES ('C_") + f + L"', '" + guid + L"', 'TARGETDIR', 0)");
-        sql.push_back(std::wstring(L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('") + f +
-                      L"', 'C_" + f + L"')");
-    }
+    std::vector<std::wstring> sql =
+        qxtest::FeatureTables({{L"ApacheWeb", 200}, {L"SwissProt", 200}}, L"{5A2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4");
+    sql.push_back(L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
+                  L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)");
     for (const wchar_t* name : {L"UpdateQuorixDatRollback", L"UpdateQuorixDatExec", L"UpdateQuorixDatCommit"})
         sql.push_back(std::wstring(L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('") +
                       name + L"', 3073, 'QuorixCA', 'UpdateQuorixDatDeferred')");

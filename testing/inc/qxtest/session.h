@@ -52,6 +52,14 @@ private:
 };
 
 // An open package session with a message capture around it.
+// Directory, Feature, Component and FeatureComponents tables for a package
+// made on the fly: one feature a (name, level) pair, each with one empty
+// component installed into TARGETDIR. Component ids are guidStem (35
+// characters) followed by the feature's number in two hex digits, so that
+// packages of different tests keep their components apart.
+std::vector<std::wstring> FeatureTables(const std::vector<std::pair<std::wstring, int>>& features,
+                                        const wchar_t* guidStem);
+
 class Session {
 public:
     explicit Session(const Props& properties = {},

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "test_machine.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
@@ -56,39 +58,7 @@ const std::string kPackage = QX_PACKAGE_DIR;
 const std::string kTemplate = kPackage + "/not.quorix.dat";
 const std::string kMergeDir = QX_MERGE_DIR;
 
-// Two packages of two logical processors, and a fixed name: the merge's
-// output is then the same on every machine.
-class fixed_processors : public orvane::qx_processorfacts {
-public:
-    orvane::qx_cpuidregs cpuid(uint32_t leaf) override
-    {
-        orvane::qx_cpuidregs r;
-        if (leaf == 1) {
-            r.edx = 1u << 28;
-            r.ebx = 2u << 16;
-        }
-        return r;
-    }
-    bool getAffinity(uint64_t& p, uint64_t& s) override
-    {
-        p = s = 0b11;
-        return true;
-    }
-    bool setAffinity(uint64_t) override { return true; }
-    void yield() override {}
-};
-
-class test_machine : public orvane::qx_machine {
-public:
-    bool nameFails = false;
-    fixed_processors processors;
-    bool computerName(std::string& out) override
-    {
-        out = "QXHOST";
-        return !nameFails;
-    }
-    orvane::qx_processorfacts& processorFacts() override { return processors; }
-};
+using qxtestfiles::test_machine;
 
 class QxdatMerge : public testing::Test {
 protected:

@@ -3,6 +3,8 @@
 // install log lines and each failure with the old file left in place.
 #include <gtest/gtest.h>
 
+#include "test_machine.h"
+
 #include <string>
 #include <vector>
 
@@ -126,38 +128,7 @@ TEST(UpdateQuorixDat, AGroupWithoutANameFails)
     }
 }
 
-// A machine with a fixed name and four threads, as the merge's own tests use.
-class fixed_processors : public orvane::qx_processorfacts {
-public:
-    orvane::qx_cpuidregs cpuid(uint32_t leaf) override
-    {
-        orvane::qx_cpuidregs r;
-        if (leaf == 1) {
-            r.edx = 1u << 28;
-            r.ebx = 2u << 16;
-        }
-        return r;
-    }
-    bool getAffinity(uint64_t& p, uint64_t& s) override
-    {
-        p = s = 0b11;
-        return true;
-    }
-    bool setAffinity(uint64_t) override { return true; }
-    void yield() override {}
-};
-
-class test_machine : public orvane::qx_machine {
-public:
-    bool nameFails = false;
-    fixed_processors processors;
-    bool computerName(std::string& out) override
-    {
-        out = "QXHOST";
-        return !nameFails;
-    }
-    orvane::qx_processorfacts& processorFacts() override { return processors; }
-};
+using qxtestfiles::test_machine;
 
 std::string WithoutCR(std::string text)
 {

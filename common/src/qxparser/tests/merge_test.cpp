@@ -2,6 +2,8 @@
 // its edge cases on small files, and each way it fails.
 #include <gtest/gtest.h>
 
+#include "test_machine.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
@@ -20,42 +22,7 @@ namespace {
 const std::string kPackage = QX_PACKAGE_DIR;
 const std::string kMergeDir = std::string(QX_CORPUS_DIR) + "/../merge/";
 
-// Two processors, two logical ones per package as leaf 1 says, of a make
-// that isn't walked: 2 x 2 = 4 threads, the same on every machine.
-class fixed_processors : public orvane::qx_processorfacts {
-public:
-    bool fails = false;
-    orvane::qx_cpuidregs cpuid(uint32_t leaf) override
-    {
-        orvane::qx_cpuidregs r;
-        if (leaf == 1) {
-            r.edx = 1u << 28;
-            r.ebx = 2u << 16;
-        }
-        return r;
-    }
-    bool getAffinity(uint64_t& p, uint64_t& s) override
-    {
-        p = s = 0b11;
-        return !fails;
-    }
-    bool setAffinity(uint64_t) override { return true; }
-    void yield() override {}
-};
-
-class test_machine : public orvane::qx_machine {
-public:
-    std::string name = "QXHOST";
-    bool nameFails = false;
-    fixed_processors processors;
-
-    bool computerName(std::string& out) override
-    {
-        out = name;
-        return !nameFails;
-    }
-    orvane::qx_processorfacts& processorFacts() override { return processors; }
-};
+using qxtestfiles::test_machine;
 
 std::string readAll(const std::string& path)
 {

@@ -129,8 +129,18 @@ const Files& files(const benchmark::State& state)
     return *f;
 }
 
-void Report(benchmark::State& state, const Files& f, size_t peak)
+// Runs one iteration's work per iteration and reports bytes per second of
+// the file and the peak heap of the last iteration.
+template <typename Work>
+void Measure(benchmark::State& state, Work work)
 {
+    const Files& f = files(state);
+    size_t peak = 0;
+    for (auto _ : state) {
+        PeakScope scope;
+        work(state, f);
+        peak = scope.Peak();
+    }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(f.size));
     state.counters["peak_heap_MB"] = static_cast<double>(peak) / (1024.0 * 1024.0);
     state.counters["file_MB"] = static_cast<double>(f.size) / (1024.0 * 1024.0);
@@ -140,10 +150,7 @@ void Report(benchmark::State& state, const Files& f, size_t peak)
 
 void BM_PlainReadWrite(benchmark::State& state)
 {
-    const Files& f = files(state);
-    size_t peak = 0;
-    for (auto _ : state) {
-        PeakScope scope;
+    Measure(state, [](benchmark::State&, const Files& f) {
         std::vector<char> buffer(f.size);
         std::FILE* in = std::fopen(f.input.c_str(), "rb");
         size_t n = std::fread(buffer.data(), 1, buffer.size(), in);
@@ -152,41 +159,29 @@ void BM_PlainReadWrite(benchmark::State& state)
         std::fwrite(buffer.data(), 1, n, out);
         std::fclose(out);
         benchmark::DoNotOptimize(n);
-        peak = scope.Peak();
-    }
-    Report(state, f, peak);
+    });
 }
 BENCHMARK(BM_PlainReadWrite) QX_SIZES;
 
 void BM_DatfileReadSave(benchmark::State& state)
 {
-    const Files& f = files(state);
-    size_t peak = 0;
-    for (auto _ : state) {
-        PeakScope scope;
+    Measure(state, [](benchmark::State& s, const Files& f) {
         orvane::qx_datfile dat;
         dat.setFileName(f.input);
-        if (!dat.read()) state.SkipWithError("read failed");
+        if (!dat.read()) s.SkipWithError("read failed");
         dat.setFileName(f.output);
-        if (!dat.save()) state.SkipWithError("save failed");
-        peak = scope.Peak();
-    }
-    Report(state, f, peak);
+        if (!dat.save()) s.SkipWithError("save failed");
+    });
 }
 BENCHMARK(BM_DatfileReadSave) QX_SIZES;
 
 void BM_DatfileReadOnly(benchmark::State& state)
 {
-    const Files& f = files(state);
-    size_t peak = 0;
-    for (auto _ : state) {
-        PeakScope scope;
+    Measure(state, [](benchmark::State& s, const Files& f) {
         orvane::qx_datfile dat;
         dat.setFileName(f.input);
-        if (!dat.read()) state.SkipWithError("read failed");
-        peak = scope.Peak();
-    }
-    Report(state, f, peak);
+        if (!dat.read()) s.SkipWithError("read failed");
+    });
 }
 BENCHMARK(BM_DatfileReadOnly) QX_SIZES;
 
@@ -194,20 +189,15 @@ BENCHMARK(BM_DatfileReadOnly) QX_SIZES;
 // generated file as the existing quorix.dat, then saved.
 void BM_MergeAndSave(benchmark::State& state)
 {
-    const Files& f = files(state);
-    size_t peak = 0;
-    for (auto _ : state) {
-        PeakScope scope;
+    Measure(state, [](benchmark::State& s, const Files& f) {
         orvane::qx_errorlist errors;
         orvane::qx_datfile dat;
         dat.mergeInstalledDefaults(errors, QX_PACKAGE_DIR "/not.quorix.dat", f.input, "C:\\Quorix\\",
                                    "http://qxhost/quorix/", "D:\\seq\\", false, 0, "", "", 243);
-        if (!errors.isValid()) state.SkipWithError(errors.getMessage(-1).c_str());
+        if (!errors.isValid()) s.SkipWithError(errors.getMessage(-1).c_str());
         dat.setFileName(f.output);
-        if (!dat.save()) state.SkipWithError("save failed");
-        peak = scope.Peak();
-    }
-    Report(state, f, peak);
+        if (!dat.save()) s.SkipWithError("save failed");
+    });
 }
 BENCHMARK(BM_MergeAndSave) QX_SIZES;
 

@@ -53,9 +53,11 @@ struct FileCloser {
     void operator()(FILE* f) const { std::fclose(f); }
 };
 
-void WriteFragment(const std::wstring& file, const FragmentValues& values)
+// The text goes to the transaction's staging file and then replaces F whole;
+// the failure names F either way.
+void WriteFragment(msiu::FileTransaction& file, const FragmentValues& values)
 {
-    std::unique_ptr<FILE, FileCloser> out(_wfsopen(file.c_str(), L"wt", _SH_DENYNO));
+    std::unique_ptr<FILE, FileCloser> out(_wfsopen(file.Staging().c_str(), L"wt", _SH_DENYNO));
     bool failed = !out;
     if (out) {
         std::istringstream lines(BuildFragment(values));
@@ -66,7 +68,11 @@ void WriteFragment(const std::wstring& file, const FragmentValues& values)
         failed = failed || std::ferror(out.get());
         failed = (std::fclose(out.release()) != 0) || failed;
     }
-    if (failed) msiu::ThrowError(msiu::kFail, L"Unable to write httpd.conf file: %s", file.c_str());
+    if (!failed) failed = !file.InstallStaging();
+    if (failed) {
+        DeleteFileW(file.Staging().c_str());
+        msiu::ThrowError(msiu::kFail, L"Unable to write httpd.conf file: %s", file.Target().c_str());
+    }
 }
 
 }  // namespace
@@ -103,7 +109,7 @@ extern "C" UINT __stdcall CreateApacheConfDeferred(MSIHANDLE session)
             file.SaveOriginal();
             msiu::LogMessage(msiu::kMsgInfo, L"Creating new Apache configuration file: %s", file.Target().c_str());
             using PAL::NarrowText;
-            quorix::apache::WriteFragment(file.Target(), {NarrowText(fields[0]), NarrowText(cgi), NarrowText(xcgi),
+            quorix::apache::WriteFragment(file, {NarrowText(fields[0]), NarrowText(cgi), NarrowText(xcgi),
                                                           NarrowText(html), NarrowText(fields[5])});
             break;
         }

@@ -60,11 +60,26 @@ void UpdateConfFile(const std::wstring& file, const std::wstring& databaseDir, c
     msiu::CopyFileTo(transaction.Target(), transaction.Temp(), true);
     msiu::LogMessage(msiu::kMsgInfo, L"Updating htdig configuration file: %s", file.c_str());
 
-    std::ifstream in(std::filesystem::path(transaction.Temp()));
-    if (!in.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for reading: %s", transaction.Temp().c_str());
-    std::ofstream out(std::filesystem::path(file), std::ios::out | std::ios::trunc);
-    if (!out.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
-    RewriteConfLines(in, out, PAL::NarrowText(databaseDir), PAL::NarrowText(webUrl), transaction.Temp(), file);
+    {
+        std::ifstream in(std::filesystem::path(transaction.Temp()));
+        if (!in.is_open())
+            msiu::ThrowError(msiu::kFail, L"Can't open file for reading: %s", transaction.Temp().c_str());
+        // Written beside F and renamed over it: F is never half-written.
+        std::ofstream out(std::filesystem::path(transaction.Staging()), std::ios::out | std::ios::trunc);
+        if (!out.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
+        try {
+            RewriteConfLines(in, out, PAL::NarrowText(databaseDir), PAL::NarrowText(webUrl), transaction.Temp(),
+                             file);
+            out.close();
+            if (out.fail()) msiu::ThrowError(msiu::kFail, L"Failed writing file: %s", file.c_str());
+        } catch (...) {
+            out.close();
+            DeleteFileW(transaction.Staging().c_str());
+            throw;
+        }
+    }
+    if (!transaction.InstallStaging())
+        msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
 }
 
 }  // namespace quorix::help_search

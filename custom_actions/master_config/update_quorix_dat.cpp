@@ -99,13 +99,21 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         dat.clearAllErrors();
     }
 
-    dat.setFileName(Narrow(target));
+    // Saved beside F and renamed over it: F is never half-written.
+    msiu::FileTransaction file(target);
+    dat.setFileName(Narrow(file.Staging()));
     dat.save();
     orvane::logParserErrors(dat);
-    if (!dat.isValid())
+    if (!dat.isValid()) {
+        DeleteFileW(file.Staging().c_str());
         msiu::ThrowError(msiu::kFail, L"Failed to write new quorix.dat: %s",
                          LastMessage(dat.getErrorRepository()).c_str());
+    }
     dat.clearAllErrors();
+    if (!file.InstallStaging()) {
+        const HRESULT hr = msiu::HResultFromWin32(static_cast<long>(GetLastError()));
+        msiu::ThrowError(hr, L"Failed to write new quorix.dat: %s", msiu::ErrorText(hr).c_str());
+    }
 }
 #else
 void WriteQuorixDat(std::vector<std::wstring>)

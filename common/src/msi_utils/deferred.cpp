@@ -85,8 +85,18 @@ std::vector<std::wstring> GetDeferredFields(size_t count)
     return fields;
 }
 
+namespace {
+Phase g_phaseOverride = Phase::None;
+}
+
+void detail::SetPhaseOverride(Phase phase)
+{
+    g_phaseOverride = phase;
+}
+
 Phase CurrentPhase()
 {
+    if (g_phaseOverride != Phase::None) return g_phaseOverride;
     if (GetRunMode(MSIRUNMODE_SCHEDULED)) return Phase::Execute;
     if (GetRunMode(MSIRUNMODE_COMMIT)) return Phase::Commit;
     if (GetRunMode(MSIRUNMODE_ROLLBACK)) return Phase::Rollback;

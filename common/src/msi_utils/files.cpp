@@ -11,6 +11,29 @@
 
 namespace msiu {
 
+namespace {
+detail::FileStepHook g_fileStep = nullptr;
+
+void Step(const wchar_t* operation, const std::wstring& path)
+{
+    if (g_fileStep) g_fileStep(operation, path);
+}
+
+// Keeps the first failure's code across the clean-up that follows it.
+bool FailKeepingError(const std::wstring& remove)
+{
+    const DWORD error = GetLastError();
+    DeleteFileW(remove.c_str());
+    SetLastError(error);
+    return false;
+}
+}  // namespace
+
+void detail::SetFileStepHook(FileStepHook hook)
+{
+    g_fileStep = hook;
+}
+
 bool FileExists(const std::wstring& path)
 {
     return PathFileExistsW(path.c_str()) != FALSE;
@@ -51,7 +74,19 @@ void CopyFileTo(const std::wstring& source, const std::wstring& destination, boo
     Transfer(source, destination, L"Copying file \"%s\" to \"%s\"",
              L"Copy file ignored - source and destination are the same.",
              L"Failed to copy \"%s\" to \"%s\".  Reason: %s",
-             [overwrite](const wchar_t* a, const wchar_t* b) { return CopyFileW(a, b, !overwrite) != FALSE; });
+             [overwrite](const wchar_t* a, const wchar_t* b) {
+                 if (!overwrite) {
+                     Step(L"copy", b);
+                     return CopyFileW(a, b, TRUE) != FALSE;
+                 }
+                 const std::wstring part = std::wstring(b) + L".part";
+                 Step(L"copy", part);
+                 if (!CopyFileW(a, part.c_str(), FALSE)) return FailKeepingError(part);
+                 Step(L"rename", b);
+                 if (!MoveFileExW(part.c_str(), b, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+                     return FailKeepingError(part);
+                 return true;
+             });
 }
 
 void MoveFileTo(const std::wstring& source, const std::wstring& destination, bool overwrite)
@@ -60,7 +95,10 @@ void MoveFileTo(const std::wstring& source, const std::wstring& destination, boo
     Transfer(source, destination, L"Moving file \"%s\" to \"%s\"",
              L"Move file ignored - source and destination are the same.",
              L"Failed to move \"%s\" to \"%s\".  Reason: %s",
-             [flags](const wchar_t* a, const wchar_t* b) { return MoveFileExW(a, b, flags) != FALSE; });
+             [flags](const wchar_t* a, const wchar_t* b) {
+                 Step(L"move", b);
+                 return MoveFileExW(a, b, flags) != FALSE;
+             });
 }
 
 long MakeDirectory(const std::wstring& path, bool tolerateExisting)
@@ -116,13 +154,44 @@ void FileTransaction::SaveOriginal()
     if (FileExists(target_)) CopyFileTo(target_, temp_, true);
 }
 
+bool FileTransaction::InstallStaging()
+{
+    // On the disk before the rename, so that a power cut cannot leave the
+    // rename without the text.
+    HANDLE h = CreateFileW(staging_.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return FailKeepingError(staging_);
+    const BOOL flushed = FlushFileBuffers(h);
+    CloseHandle(h);
+    if (!flushed) return FailKeepingError(staging_);
+
+    Step(L"replace", target_);
+    if (FileExists(target_)) {
+        if (ReplaceFileW(target_.c_str(), staging_.c_str(), nullptr, REPLACEFILE_IGNORE_MERGE_ERRORS, nullptr,
+                         nullptr))
+            return true;
+        // F that cannot be replaced stays as it was; so must N go.
+        return FailKeepingError(staging_);
+    }
+    if (MoveFileExW(staging_.c_str(), target_.c_str(), MOVEFILE_WRITE_THROUGH)) return true;
+    return FailKeepingError(staging_);
+}
+
+void FileTransaction::RemoveLeftovers()
+{
+    for (const std::wstring& name : {staging_, temp_ + L".part"})
+        if (FileExists(name) && DeleteFileW(name.c_str()))
+            LogMessage(kMsgInfo, L"Removed unfinished file: %s", name.c_str());
+}
+
 void FileTransaction::Commit()
 {
+    RemoveLeftovers();
     if (FileExists(temp_)) MoveFileTo(temp_, backup_, true);
 }
 
 void FileTransaction::Rollback()
 {
+    RemoveLeftovers();
     if (FileExists(temp_)) MoveFileTo(temp_, target_, true);
 }
 

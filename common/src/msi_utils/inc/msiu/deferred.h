@@ -20,6 +20,12 @@ enum class Phase { None, Execute, Commit, Rollback };
 // Settled by run mode alone: scheduled, then commit, then rollback.
 Phase CurrentPhase();
 
+namespace detail {
+// Tests run one phase of a deferred action outside an install script; None
+// gives the engine's answer back.
+void SetPhaseOverride(Phase phase);
+}  // namespace detail
+
 // Joins fields with '|' for a deferred action's data.
 std::wstring JoinFields(const std::vector<std::wstring>& fields);
 

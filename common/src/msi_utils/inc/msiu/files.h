@@ -7,6 +7,8 @@
 namespace msiu {
 
 bool FileExists(const std::wstring& path);
+// An overwriting copy goes through "<destination>.part" and a rename, so that
+// the destination is the old file or the whole new one, never a torn copy.
 std::wstring CanonicalPath(const std::wstring& path);
 void CopyFileTo(const std::wstring& source, const std::wstring& destination, bool overwrite);
 void MoveFileTo(const std::wstring& source, const std::wstring& destination, bool overwrite);
@@ -18,25 +20,43 @@ std::wstring GetTempDir();
 std::wstring MakeTempFileName();
 
 // F, its T (F.tmp, the old version during the install) and B (F.bak, the old
-// version after commit).
+// version after commit). The new F is written as N (F.new) and put in
+// place by one rename, so that an install that dies at any point leaves F
+// old or new, never torn, and T whole or absent.
 class FileTransaction {
 public:
     explicit FileTransaction(std::wstring target)
-        : target_(std::move(target)), temp_(target_ + L".tmp"), backup_(target_ + L".bak") {}
+        : target_(std::move(target)), temp_(target_ + L".tmp"), backup_(target_ + L".bak"),
+          staging_(target_ + L".new") {}
 
     const std::wstring& Target() const { return target_; }
     const std::wstring& Temp() const { return temp_; }
     const std::wstring& Backup() const { return backup_; }
+    const std::wstring& Staging() const { return staging_; }
 
     // Execute: keep the old F as T, when there is an F.
     void SaveOriginal();
+    // Execute: N, written and closed by the caller, replaces F (keeping F's
+    // security and attributes when there is an F). False with the platform's
+    // last error when that fails; N is then gone and F as it was.
+    bool InstallStaging();
     // Commit: T becomes B. Nothing happens without a T.
     void Commit();
     // Rollback: T goes back to F. Nothing happens without a T.
     void Rollback();
 
 private:
-    std::wstring target_, temp_, backup_;
+    // What an interrupted execute may have left beside F.
+    void RemoveLeftovers();
+
+    std::wstring target_, temp_, backup_, staging_;
 };
+
+namespace detail {
+// Called before every operation that changes files ("copy", "rename",
+// "move", "replace"), with the file it makes. Tests stop a process there.
+using FileStepHook = void (*)(const wchar_t* operation, const std::wstring& path);
+void SetFileStepHook(FileStepHook hook);
+}  // namespace detail
 
 }  // namespace msiu

@@ -1,6 +1,6 @@
 # The two commands of the quick start. Both set up what is missing first.
 JOBS ?= 2
-.PHONY: all setup build test demo clean fuzz bench
+.PHONY: all setup build test demo clean fuzz bench coverage
 
 all: build
 
@@ -33,3 +33,6 @@ bench: setup
 
 clean:
 	rm -rf build
+
+coverage: setup
+	@tools/coverage

@@ -272,15 +272,24 @@ TEST_F(MergeTest, EdgeCases)
 
 TEST_F(MergeTest, EstTaxonomyChangesOnlyWhenTheSectionIsNew)
 {
-    const std::string templ = file("template.dat", kSmallTemplate);
-    const char* est = "EST_human\th.fasta\tNA\t1234\t1\t1\t1\t1\t0\t0\t6\t7\t0\t0";
-    for (bool had10 : {false, true}) {
-        SCOPED_TRACE(had10);
-        std::string text = std::string("Databases\n") + est + "\nend\n";
-        if (had10) text += "Taxonomy_10\nEnabled\t0\nend\n";
-        const std::string out = merge(templ, file("est.dat", text), with(1 | 16));
-        const std::string want = had10 ? "\t0\n" : "\t10\n";
-        EXPECT_NE(out.find("EST_human\th.fasta\tNA\t1234\t1\t1\t1\t4\t0\t0\t6\t7\t0" + want), std::string::npos) << out;
+    // Human takes rule 10 and mouse rule 11, each only when its section comes
+    // new from the template and the entry had no rule.
+    const std::string templ = file("template.dat", std::string(kSmallTemplate) + "Taxonomy_11\nEnabled\t1\nend\n");
+    const struct {
+        const char* name;
+        const char* section;
+        const char* rule;
+    } cases[] = {{"EST_human", "Taxonomy_10", "10"}, {"EST_mouse", "Taxonomy_11", "11"}};
+    for (const auto& c : cases) {
+        for (bool had : {false, true}) {
+            SCOPED_TRACE(std::string(c.name) + (had ? " with its section" : ""));
+            const std::string head = std::string(c.name) + "\th.fasta\tNA\t1234\t1\t1\t1\t";
+            std::string text = "Databases\n" + head + "1\t0\t0\t6\t7\t0\t0\nend\n";
+            if (had) text += std::string(c.section) + "\nEnabled\t0\nend\n";
+            const std::string out = merge(templ, file("est.dat", text), with(1 | 16));
+            const std::string want = had ? "0" : c.rule;
+            EXPECT_NE(out.find(head + "4\t0\t0\t6\t7\t0\t" + want + "\n"), std::string::npos) << out;
+        }
     }
 }
 

@@ -243,4 +243,29 @@ TEST_F(WriteQuorixDatTest, AFileThatCannotBeWrittenFails)
     EXPECT_EQ(errors.back().rfind(L"UpdateQuorixDatDeferred:  Failed to write new quorix.dat: ", 0), 0u) << errors.back();
 }
 
+TEST_F(WriteQuorixDatTest, AFileHeldOpenByAnotherProgramIsLeftAsItWas)
+{
+    const std::wstring F = dir.File(L"quorix.dat");
+    const std::string existing = qxtest::ReadFileBytes(kPackage + L"/not.quorix.dat");
+    qxtest::WriteFileBytes(F, existing);
+    // Readable for the copy and the merge, but it may not be replaced.
+    HANDLE holder = CreateFileW(F.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    ASSERT_NE(holder, INVALID_HANDLE_VALUE);
+    qxtest::Session s;
+    const UINT result = Run(s, Fields(kPackage + L"/not.quorix.dat", L"247", L"0"));
+    CloseHandle(holder);
+    EXPECT_EQ(result, 1603u);
+    const auto errors = s.capture.Texts(0);
+    ASSERT_FALSE(errors.empty());
+    const std::wstring& last = errors.back();
+    const size_t code = last.rfind(L"  (0x");
+    ASSERT_NE(code, std::wstring::npos) << last;
+    const HRESULT hr = static_cast<HRESULT>(std::stoul(last.substr(code + 5, 8), nullptr, 16));
+    EXPECT_EQ(last, L"UpdateQuorixDatDeferred:  Failed to write new quorix.dat: " + qxtest::SystemText(hr) +
+                        last.substr(code));
+    EXPECT_EQ(qxtest::ReadFileBytes(F), existing);
+    EXPECT_EQ(qxtest::ReadFileBytes(F + L".tmp"), existing);
+    EXPECT_FALSE(qxtest::Exists(F + L".new")) << "nothing half-done stays beside it";
+}
+
 }  // namespace

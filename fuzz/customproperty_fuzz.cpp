@@ -2,6 +2,7 @@
 // into, written out as a save writes them, parse into the same three again.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "fuzz_support.h"
@@ -18,12 +19,15 @@ std::string describe(const qx_customproperty& p, int i)
 
 std::string written(const qx_customproperty& p)
 {
-    const std::string path = qxfuzz::workPath("lines.txt");
-    FILE* file = std::fopen(path.c_str(), "wb");
+    char* text = nullptr;
+    size_t size = 0;
+    FILE* file = open_memstream(&text, &size);
     if (!file) std::abort();
     p.writeLines(file);
     std::fclose(file);
-    return qxfuzz::readBytes(path);
+    std::string out(text, size);
+    std::free(text);
+    return out;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "cluster/node_line.h"
 #include "cluster/resource_ids.h"
 #include "msiu/dialog.h"
 #include "msiu/error.h"
@@ -27,28 +28,6 @@ void Warn(UINT id, const std::wstring& path)
                          msiu::LoadResourceString(cluster_ids::kWarningCaption), MB_ICONEXCLAMATION);
 }
 
-// One line up to its line feed, the feed dropped; false at the end.
-bool ReadLine(FILE* f, std::string& line)
-{
-    line.clear();
-    char buffer[512];
-    while (std::fgets(buffer, sizeof buffer, f)) {
-        line += buffer;
-        if (!line.empty() && line.back() == '\n') return true;
-    }
-    return !line.empty();
-}
-
-std::vector<std::wstring> SplitAtCommas(const std::wstring& text)
-{
-    std::vector<std::wstring> pieces;
-    size_t start = 0;
-    for (size_t comma; (comma = text.find(L',', start)) != std::wstring::npos; start = comma + 1)
-        pieces.push_back(PAL::Trim(text.substr(start, comma - start)));
-    pieces.push_back(PAL::Trim(text.substr(start)));
-    return pieces;
-}
-
 // One node line into `node`; the reason for a refused line is logged and
 // false given.
 bool ParseNodeLine(const std::wstring& line, ClusterNode& node)
@@ -57,10 +36,9 @@ bool ParseNodeLine(const std::wstring& line, ClusterNode& node)
         msiu::LogMessage(msiu::kMsgInfo, format, line.c_str());
         return false;
     };
-    if (line.compare(0, 5, L"Node ") != 0) return refuse(L"Unrecognised node line: %s");
-    const std::vector<std::wstring> pieces = SplitAtCommas(line.substr(5));
-    if (pieces.size() < 6) return refuse(L"Incomplete node line: %s");
-    if (PAL::CompareNoCase(pieces[3], L"Windows_NT") != 0) return refuse(L"Not a Windows node: %s");
+    std::vector<std::wstring> pieces;
+    const NodeLineForm form = CheckNodeLine(line, pieces);
+    if (form != NodeLineForm::kNode) return refuse(RefusalFormat(form));
 
     std::wstring address;
     uint16_t port = 0;
@@ -111,7 +89,7 @@ bool ReadNodeList(const std::wstring& path, std::vector<ClusterNode>& nodes)
         return false;
     }
     bool badLine = false;
-    for (std::string raw; ReadLine(in.get(), raw);) {
+    for (std::string raw; ReadNodeListLine(in.get(), raw);) {
         const std::wstring line = PAL::WideText(PAL::Trim(raw), CP_ACP);
         if (line.empty() || line[0] == L'#') continue;
         ClusterNode node;

@@ -3,9 +3,6 @@
 // values are taken from the section's own lines by the reader's rules.
 #include <windows.h>
 
-#include <cstdio>
-#include <cstring>
-
 #include "msiu/error.h"
 #include "pal/strings.h"
 #include "permissions/permissions.h"
@@ -17,32 +14,10 @@
 
 namespace quorix::permissions {
 
-namespace {
-const char kGroupKey[] = "NTIUserGroup";
-const char kGroupDefault[] = "Guests";
-const char kBasePathKey[] = "InterFileBasePath";
-const char kBasePathDefault[] = "C:/InetPub/Quorix/data";
-
-bool StartsWith(const std::string& line, const char* key)
-{
-    return line.compare(0, std::strlen(key), key) == 0;
-}
-}  // namespace
-
 Settings SettingsFromOptionLines(const std::vector<std::string>& lines)
 {
-    std::string group = kGroupDefault, basePath = kBasePathDefault;
-    for (const auto& line : lines) {
-        if (StartsWith(line, kBasePathKey)) {
-            std::vector<char> word(line.size() + 1, '\0');
-            if (std::sscanf(line.c_str(), "%*s %s", word.data()) == 1 && word[0]) basePath = word.data();
-            else basePath = kBasePathDefault;
-        } else if (StartsWith(line, kGroupKey)) {
-            const size_t at = line.find_first_not_of(" \t:", std::strlen(kGroupKey));
-            group = at == std::string::npos ? kGroupDefault : line.substr(at);
-        }
-    }
-    return {PAL::WideText(group).str(), PAL::WideText(basePath).str()};
+    const OptionValues values = OptionValuesFromLines(lines);
+    return {PAL::WideText(values.group).str(), PAL::WideText(values.interFileBasePath).str()};
 }
 
 #ifdef QX_HAVE_ORVANE

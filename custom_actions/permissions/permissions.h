@@ -20,6 +20,14 @@ struct Settings {
 // blanks, tabs and colons after it; InterFileBasePath is the second word.
 Settings SettingsFromOptionLines(const std::vector<std::string>& lines);
 
+// The same two values as the file's narrow text, before SettingsFromOptionLines
+// widens them.
+struct OptionValues {
+    std::string group;
+    std::string interFileBasePath;
+};
+OptionValues OptionValuesFromLines(const std::vector<std::string>& lines);
+
 // Reads quorix.dat; its messages go to the log. A file that can't be read,
 // or that has a fatal fault, fails with "Failed to read quorix.dat: %s".
 Settings ReadSettings(const std::wstring& datPath);

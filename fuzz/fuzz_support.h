@@ -14,10 +14,13 @@ namespace qxfuzz {
 
 inline const std::string& workDir()
 {
+    // In memory where the machine has it: the targets write files at every run.
     static const std::string dir = [] {
-        char name[] = "/tmp/qxfuzz-XXXXXX";
-        if (!mkdtemp(name)) std::abort();
-        return std::string(name);
+        char shm[] = "/dev/shm/qxfuzz-XXXXXX";
+        if (mkdtemp(shm)) return std::string(shm);
+        char tmp[] = "/tmp/qxfuzz-XXXXXX";
+        if (!mkdtemp(tmp)) std::abort();
+        return std::string(tmp);
     }();
     return dir;
 }

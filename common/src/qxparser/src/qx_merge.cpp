@@ -263,8 +263,11 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         errors.addError(qxerr::clusterSet, "DefaultNodeOS", "Windows_NT");
         cluster.setDefaultNodeHomeDir(kNodeHome);
         errors.addError(qxerr::clusterSet, "DefaultNodeHomeDir", kNodeHome);
+        // Only a comment line is made active: a setting whose value merely
+        // mentions the key would lose its own name to the uncomment.
         for (int i = 0; i < cluster.lineCount(); ++i)
-            if (cluster.getValue(i).find("DefaultNodeHomeDirFromMaster") != std::string::npos) cluster.uncomment(i, " ");
+            if (cluster.getName(i).empty() && cluster.getValue(i).find("DefaultNodeHomeDirFromMaster") != std::string::npos)
+                cluster.uncomment(i, " ");
         cluster.setEnabled(clusterMode);
     }
     setClusterParams(cluster);

@@ -245,6 +245,13 @@ std::vector<edge_case> edgeCases()
         {"no_cluster_choice_keeps_an_enabled_cluster", kEnabledCluster, with(243),
          {"Enabled 1", "SubClusterSet 0 9", "DefaultNodeHomeDir D:/node", "X\tx.fasta\tAA\t1234\t1\t1\t1\t1\t0\t0\t6\t7\t0\t-1"},
          {"SubClusterSet 0 1"}},
+        // Fuzz find: the uncomment took a setting's name away at every merge.
+        {"setting_mentioning_home_from_master_keeps_its_name",
+         "Cluster\nEnabled 0\nSubClusterSet 0 9\nNote see DefaultNodeHomeDirFromMaster x\nend\n", with(8),
+         {"Note see DefaultNodeHomeDirFromMaster x"}, {"see DefaultNodeHomeDirFromMaster x"}},
+        {"commented_home_from_master_in_the_file_becomes_active",
+         "Cluster\nEnabled 0\nSubClusterSet 0 9\n#  DefaultNodeHomeDirFromMaster y\nend\n", with(8),
+         {"DefaultNodeHomeDirFromMaster y"}, {"#  DefaultNodeHomeDirFromMaster y"}},
         {"option_under_a_comment_only_is_appended", "Options\n# MaxQueries 50\nend\n", with(32),
          {"# MaxQueries 50", "MaxQueries 10000"}, {}},
         {"first_install_leaves_swissprot_commented", "", with(136),

@@ -66,9 +66,17 @@ Install Msiexec(const std::string& verb, const std::string& properties, const st
         exitMark = "exit code: ";
     }
     Install result;
-    auto r = Run(command);
+    // Under load Wine now and then fails to start cmd itself: no exit code
+    // and no log came back, nothing ran, and the same command is tried again.
+    // A run that wrote its log is never repeated.
+    RunResult r;
+    auto at = std::string::npos;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        r = Run(command);
+        at = r.output.rfind(exitMark);
+        if (at != std::string::npos || Exists(log)) break;
+    }
     result.output = r.output;
-    auto at = r.output.rfind(exitMark);
     if (at != std::string::npos) result.exitCode = std::atoi(r.output.c_str() + at + exitMark.size());
     if (Exists(log)) result.log = ReadFile(log);
     return result;

@@ -38,6 +38,13 @@ struct Scenario {
     std::vector<std::string> absentLines;
 };
 
+// The package's own files, all gone after a removal without properties.
+const char* const kPackageFiles[] = {"perl/qxparser58.dll", "perl/GD58.dll", "sequence/current/SwissProt_new.fasta",
+                                     "config/not.quorix.dat", "config/readme.txt", "cgi/search.pl", "x-cgi/status.pl",
+                                     "html/index.html", "htdig/htdig.conf", "htdig/bin/htdig.exe",
+                                     "htdig/bin/htmerge.exe", "htdig/bin/htnotify.exe", "htdig/bin/htfuzzy.exe",
+                                     "bin/qxmonitor.exe"};
+
 // A product left installed by an interrupted run would turn /i into
 // maintenance: remove it once before any scenario.
 class ResetProduct : public ::testing::Environment {
@@ -55,7 +62,11 @@ protected:
     void SetUp() override { qxnative::Run("rm -rf '" + Root() + "'"); }
     void TearDown() override
     {
-        if (installed_) EXPECT_EQ(Msiexec("/x", "", std::string("e2e-remove-") + GetParam().name).exitCode, 0);
+        if (installed_) {
+            EXPECT_EQ(Msiexec("/x", "", std::string("e2e-remove-") + GetParam().name).exitCode, 0);
+            for (const char* f : kPackageFiles)
+                EXPECT_FALSE(qxnative::Exists(Root() + "/" + f)) << f << " stayed after the removal";
+        }
         qxnative::Run("rm -rf '" + Root() + "'");
     }
     bool installed_ = false;
@@ -105,7 +116,16 @@ INSTANTIATE_TEST_SUITE_P(
         Scenario{"LateFailureRestoresOldFile", true, "QX_FAIL_LATE=1", 1603, "old", nullptr,
                  {kCopying, kCreating, kFailing, kRestore}, {kToBackup}},
         Scenario{"LateFailureOnFirstInstallKeepsNewFile", false, "QX_FAIL_LATE=1", 1603, "golden", nullptr,
-                 {kCreating, kFailing}, {"CreateApacheConfDeferred:  Moving file"}}),
+                 {kCreating, kFailing}, {"CreateApacheConfDeferred:  Moving file"}},
+        // From a legacy version: the new folders are handed on without a trailing backslash.
+        Scenario{"LegacyUpgrade", false,
+                 "QUORIX_LEGACY_VERSION=2.1.20 QUORIX_LEGACY_MONITOR_DIR=C:\\qx-e2e\\monitor\\ "
+                 "QUORIX_LEGACY_WEB_URL=http://localhost/quorix/ QUORIX_WEB_URL=http://localhost/quorix "
+                 "QUORIX_SEQ_DB_DIR=C:\\qx-e2e\\sequence\\",
+                 0, "golden", nullptr,
+                 {kCreating, "Property(S): QuorixLegacyMonitorDirNew = C:\\qx-e2e\\bin",
+                  "Property(S): QuorixLegacyConfigDirNew = C:\\qx-e2e\\config"},
+                 {}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ApacheInstallFailure, MissingWebPathFailsTheInstallWithItsText)

@@ -1,6 +1,7 @@
 // An end-to-end install in which the installer's own standard actions work
 // from the rows our table actions added: old sequence database files really
-// removed and moved, the Perl modules for the Perl found really duplicated.
+// removed and moved, the Perl modules for the Perl found really duplicated,
+// the monitor service really started.
 #include <gtest/gtest.h>
 
 #include "msiexec.h"
@@ -27,7 +28,10 @@ protected:
     }
     void TearDown() override
     {
-        if (installed_) EXPECT_EQ(qxnative::Msiexec("/x", "", "e2e-tables-remove").exitCode, 0);
+        if (installed_) {
+            EXPECT_EQ(qxnative::Msiexec("/x", "", "e2e-tables-remove").exitCode, 0);
+            EXPECT_EQ(qxnative::ReadFile(At("bin/monitor.log")), "started\r\nstopped\r\n");
+        }
         qxnative::Run("rm -rf '" + DriveC(kDir) + "'");
     }
     bool installed_ = false;
@@ -63,8 +67,12 @@ TEST_F(TableRows, StandardActionsActOnTheAddedRows)
     ASSERT_TRUE(Exists(At("perl/GD.dll")));
     EXPECT_FALSE(Exists(At("perl/bgd.dll")));
 
+    // The ServiceControl row: StartServices started the monitor service.
+    EXPECT_EQ(qxnative::ReadFile(At("bin/monitor.log")), "started\r\n");
+
     for (const char* line :
-         {"SchedDuplicatePerlMods:  Adding row to the DuplicateFile table: "
+         {"SchedMonitorSvcStart:  Adding row to the ServiceControl table.",
+          "SchedDuplicatePerlMods:  Adding row to the DuplicateFile table: "
           "qxparser.dll_dup|qxparser58.dll|qxparser58.dll|qxparser.dll",
           "SchedDuplicatePerlMods:  Adding row to the DuplicateFile table: GD.dll_dup|GD58.dll|GD58.dll|GD.dll",
           "SchedSeqDBSwapOut:  Adding row to the MoveFile table: ???",

@@ -23,6 +23,7 @@ std::string WinPath(const std::string& unixPath)
 
 std::string DriveC(const std::string& relative) { return WinePrefix() + "/drive_c/" + relative; }
 std::string SamplePackage() { return BuildDir("win64") + "/package/quorix-sample.msi"; }
+std::string MinimalPackage() { return BuildDir("win64") + "/package/quorix-minimal.msi"; }
 
 namespace {
 
@@ -47,13 +48,13 @@ private:
 }  // namespace
 
 Install Msiexec(const std::string& verb, const std::string& properties, const std::string& logName,
-                const std::string& metabaseFile)
+                const std::string& metabaseFile, const std::string& package)
 {
     ShortcutStandIn shortcuts;
     const std::string log = SourceDir() + "/build/test-results/" + logName + ".log";
     std::remove(log.c_str());
     const std::string msiexec =
-        "msiexec " + verb + " " + WinPath(SamplePackage()) + " /qn /l*v " + WinPath(log) + " " + properties;
+        "msiexec " + verb + " " + WinPath(package.empty() ? SamplePackage() : package) + " /qn /l*v " + WinPath(log) + " " + properties;
     std::string command, exitMark;
     if (metabaseFile.empty()) {
         command = SourceDir() + "/tools/wine-run cmd /c '" + msiexec + " & echo ERRORLEVEL=%ERRORLEVEL%'";

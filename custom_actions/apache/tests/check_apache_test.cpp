@@ -5,11 +5,14 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <memory>
+
 #include "http_server.h"
 #include "msiu/error.h"
 #include "msiu/property.h"
 #include "msiu/session.h"
 #include "msiu/web.h"
+#include "qxtest/imports.h"
 #include "qxtest/session.h"
 
 namespace {
@@ -114,6 +117,19 @@ TEST(Probe, AnyAnswerPassesAndTheRequestIsAHeadForTheRoot)
     }
 }
 
+// The first two steps fail only when the machine is out of memory or handles.
+HINTERNET WINAPI RefuseOpen(LPCWSTR, DWORD, LPCWSTR, LPCWSTR, DWORD)
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+HINTERNET WINAPI RefuseRequest(HINTERNET, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR*, DWORD, DWORD_PTR)
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
 TEST(Probe, EachFailingStepIsNamed)
 {
     struct Case {
@@ -121,13 +137,24 @@ TEST(Probe, EachFailingStepIsNamed)
         uint16_t port;
         uint32_t code;
         const wchar_t* text = L"No response or error when probing HTTP server: %s  (HttpSendRequest)";
+        const char* refused = nullptr;  // the WinInet call made to fail
+        const void* stub = nullptr;
     };
     const Case cases[] = {
         {L"127.0.0.1", qxtest::TinyHttpServer::ClosedPort(), 0x80072EFDu},  // 12029: cannot connect
         {L"no-such-host.invalid", 80, 0x80072EE7u},                          // 12007: name not resolved
         {L"", 80, 0x80070057u, L"Unable to probe HTTP server: %s  (InternetConnect)"},
+        {L"127.0.0.1", 80, 0x80070008u, L"Unable to probe HTTP server: %s  (InternetOpen)", "InternetOpenW",
+         reinterpret_cast<const void*>(&RefuseOpen)},
+        {L"127.0.0.1", 80, 0x80070008u, L"Unable to probe HTTP server: %s  (HttpOpenRequest)", "HttpOpenRequestW",
+         reinterpret_cast<const void*>(&RefuseRequest)},
     };
     for (const auto& c : cases) {
+        std::unique_ptr<qxtest::ImportSwap> swap;
+        if (c.refused) {
+            swap = std::make_unique<qxtest::ImportSwap>("wininet.dll", c.refused, c.stub);
+            ASSERT_TRUE(swap->Found()) << c.refused;
+        }
         try {
             msiu::ProbeHttpServer(c.host, c.port, false);
             ADD_FAILURE() << N(c.host);

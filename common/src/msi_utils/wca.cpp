@@ -26,9 +26,8 @@ namespace {
 bool g_inLogFailure = false;
 
 // Both installer string reads share one protocol: ask for the length, then
-// read, once more if the value grew in between.
-// A failing first call, the one that only asks for the length, logs
-// `sizeFailure` and ends the read; `logged` then tells the caller.
+// read, once more if the value grew in between. A failing length query logs
+// `sizeFailure` and sets `logged`, so that the caller adds no second line.
 template <class Call>
 UINT ReadString(std::wstring& value, Call call, bool& allocFailed, bool& logged, const char* sizeFailure)
 {

@@ -8,7 +8,7 @@
 
 #ifdef QX_HAVE_ORVANE
 #include "orvane/qx_datfile.h"
-#include "orvane/qx_logerrors.h"
+#include "parser_log/parser_log.h"
 
 namespace {
 

@@ -78,7 +78,7 @@ extern "C" UINT __stdcall RebuildHtDigIndexDeferred(MSIHANDLE session)
 {
     return msiu::RunAction(session, L"RebuildHtDigIndexDeferred", false, [] {
         const auto fields = msiu::GetDeferredFields(6);
-        if (!msiu::GetRunMode(MSIRUNMODE_SCHEDULED)) return;
+        if (msiu::CurrentPhase() != msiu::Phase::Execute) return;
         quorix::help_search::RebuildIndex(fields);
     });
 }

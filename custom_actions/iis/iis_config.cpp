@@ -194,7 +194,7 @@ extern "C" UINT __stdcall QuorixIISConfigDeferred(MSIHANDLE session)
 {
     return msiu::RunAction(session, L"QuorixIISConfigDeferred", false, [] {
         std::vector<std::wstring> fields;
-        msiu::GetPropertyFields(L"CustomActionData", fields, false, false, L'|');
+        msiu::GetPropertyFields(L"CustomActionData", fields, true, false, L'|');
         if (fields.size() != 5) msiu::ThrowError(msiu::kInvalidArg, L"Missing or incomplete CA data");
         // Read before the mode test, so that bad data fails in every mode.
         quorix::iis::ConfigData data;

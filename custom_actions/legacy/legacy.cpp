@@ -55,6 +55,16 @@ std::wstring VirtualDirectory(const std::wstring& url, const std::wstring& path)
     return name;
 }
 
+bool HasControlCharacter(const std::wstring& text)
+{
+    for (wchar_t c : text)
+        if (c < 0x20 || c == 0x7F) return true;
+    return false;
+}
+
+// The split numbers schemes without regard to case: HTTPS:// is https too.
+constexpr int kSchemeHttps = 3;
+
 void TakeOverOldSite(const std::wstring& name)
 {
     try {
@@ -106,6 +116,14 @@ extern "C" UINT __stdcall DetectLegacyUpgrade(MSIHANDLE session)
         if (!siteName.empty()) TakeOverOldSite(siteName);
 
         const std::wstring url = msiu::GetProperty(L"QUORIX_LEGACY_WEB_URL", true);
+        // The host and path end up in httpd.conf, where a line break would
+        // start a directive of the URL's choosing.
+        if (HasControlCharacter(url)) {
+            msiu::LogText(msiu::kMsgInfo,
+                          L"The legacy web URL contains control characters; no web server values are taken from it.",
+                          true);
+            return;
+        }
         atlutils::UrlParts parts2;
         atlutils::CrackUrl(url, parts2);  // a URL it cannot split leaves an empty path
         const std::wstring vdir = VirtualDirectory(url, parts2.path);
@@ -113,7 +131,7 @@ extern "C" UINT __stdcall DetectLegacyUpgrade(MSIHANDLE session)
         msiu::SetProperty(L"QUORIX_APACHE_WEB_VDIR", vdir);
 
         uint16_t defaultPort = 80;
-        if (parts2.scheme == L"https") {
+        if (parts2.schemeNumber == kSchemeHttps) {
             msiu::SetIntProperty(L"QUORIX_APACHE_WEB_USE_SSL", 1);
             defaultPort = 443;
         }

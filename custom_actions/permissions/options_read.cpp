@@ -9,7 +9,7 @@
 
 #ifdef QX_HAVE_ORVANE
 #include "orvane/qx_datfile.h"
-#include "orvane/qx_logerrors.h"
+#include "parser_log/parser_log.h"
 #endif
 
 namespace quorix::permissions {

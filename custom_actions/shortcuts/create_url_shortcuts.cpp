@@ -55,7 +55,7 @@ extern "C" UINT __stdcall CreateURLShortcutsDeferred(MSIHANDLE session)
 {
     return msiu::RunAction(session, L"CreateURLShortcutsDeferred", false, [] {
         const auto fields = msiu::GetDeferredFields(2);
-        if (!msiu::GetRunMode(MSIRUNMODE_SCHEDULED)) return;
+        if (msiu::CurrentPhase() != msiu::Phase::Execute) return;
         quorix::shortcuts::CreateShortcuts(fields[0], fields[1]);
     });
 }

@@ -69,10 +69,8 @@ std::string Normalised(std::string text)
     return text;
 }
 
-// The merge's lines reach the engine as "qxparser [3:0] -- text" (the
-// in-process tests show that); the engine formats a log record's text, reads
-// "[3:0]" as a property reference and writes nothing for it, so the log file
-// holds "qxparser  -- text".
+// The merge's lines reach the engine with their brackets escaped (the
+// in-process tests show that), so the log file holds "qxparser [3:0] -- text".
 bool LogHasStart(const Install& install, const std::string& start)
 {
     for (const auto& line : qxnative::Lines(install.log))
@@ -110,10 +108,10 @@ TEST_F(QuorixDat, FirstInstallMakesItFromTheTemplate)
     EXPECT_FALSE(Exists(Merged() + ".tmp"));
     // SwissProt not selected: its entry stays commented out; no cluster answer.
     EXPECT_NE(ReadFile(Merged()).find("\n# SwissProt\t"), std::string::npos);
-    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser  -- Successfully loaded not.quorix.dat from "
+    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded not.quorix.dat from "
                           "C:\\qx-dat\\config\\not.quorix.dat"));
-    EXPECT_TRUE(LogHasStart(i, "UpdateQuorixDatDeferred:  qxparser  -- Setting number of threads to "));
-    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser  -- Set the value of Enabled to 0 in the "
+    EXPECT_TRUE(LogHasStart(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Setting number of threads to "));
+    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Set the value of Enabled to 0 in the "
                           "cluster section of quorix.dat"));
     // No cluster setup in this install: no node list.
     EXPECT_FALSE(Exists(At("config/nodelist.txt")));
@@ -145,10 +143,10 @@ TEST_F(QuorixDat, UpgradeKeepsTheAdministratorsFileAndCarriesTheNodeList)
     EXPECT_FALSE(Exists(Merged() + ".tmp"));
     ASSERT_TRUE(Exists(Merged() + ".bak"));
     EXPECT_EQ(ReadFile(Merged() + ".bak"), admin);
-    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser  -- Successfully loaded existing quorix.dat "
+    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded existing quorix.dat "
                           "from C:\\qx-dat\\config\\quorix.dat"));
     // The cluster answer read from the old file went into the merge.
-    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser  -- Set the value of Enabled to 1 in the "
+    EXPECT_TRUE(LogHas(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Set the value of Enabled to 1 in the "
                           "cluster section of quorix.dat"));
     // The help search's configuration went through the same transaction:
     // rewritten, and the package's copy kept as the backup at commit.
@@ -170,7 +168,7 @@ TEST_F(QuorixDat, LateFailureRestoresTheOldFileByteForByte)
     EXPECT_EQ(ReadFile(Merged()), admin);
     EXPECT_FALSE(Exists(Merged() + ".tmp"));
     EXPECT_FALSE(Exists(Merged() + ".bak"));
-    EXPECT_TRUE(LogHasStart(i, "UpdateQuorixDatDeferred:  qxparser  -- Successfully loaded existing"));
+    EXPECT_TRUE(LogHasStart(i, "UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded existing"));
     EXPECT_TRUE(LogHas(i, "FailInstallIfAsked:  failing the install on request"));
     // The help search's rollback put the package's htdig.conf back before the
     // installer's own rollback took the installed files away.

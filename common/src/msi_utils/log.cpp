@@ -97,4 +97,19 @@ void LogComError(const _com_error& error, UINT type) noexcept
     }
 }
 
+std::wstring EscapeFormatting(const std::wstring& text)
+{
+    std::wstring out;
+    out.reserve(text.size());
+    for (wchar_t c : text) {
+        if (c == L'[')
+            out += L"[\\[]";
+        else if (c == L']')
+            out += L"[\\]]";
+        else
+            out += c;
+    }
+    return out;
+}
+
 }  // namespace msiu

@@ -26,14 +26,21 @@ namespace {
 bool g_inLogFailure = false;
 
 // Both installer string reads share one protocol: ask for the length, then
-// read, once more if the value grew in between.
+// read, once more if the value grew in between. A failing length query logs
+// `sizeFailure` and sets `logged`, so that the caller adds no second line.
 template <class Call>
-UINT ReadString(std::wstring& value, Call call, bool& allocFailed)
+UINT ReadString(std::wstring& value, Call call, bool& allocFailed, bool& logged, const char* sizeFailure)
 {
     allocFailed = false;
+    logged = false;
     std::vector<wchar_t> buffer(1, L'\0');
     DWORD cch = 0;
     UINT er = call(buffer.data(), &cch);
+    if (er != ERROR_MORE_DATA && er != ERROR_SUCCESS) {
+        LogFailure(HResultFromWin32(static_cast<long>(er)), "%s", sizeFailure);
+        logged = true;
+        return er;
+    }
     for (int attempt = 0; attempt < 2 && (er == ERROR_MORE_DATA || (attempt == 0 && er == ERROR_SUCCESS));
          ++attempt) {
         ++cch;
@@ -124,17 +131,17 @@ bool IsPropertySet(const std::wstring& name)
 HRESULT GetProperty(const std::wstring& name, std::wstring& value)
 {
     if (name.empty()) return kInvalidArg;
-    bool allocFailed = false;
+    bool allocFailed = false, logged = false;
     UINT er = ReadString(value, [&](wchar_t* buf, DWORD* cch) {
         return MsiGetPropertyW(Ctx().session, name.c_str(), buf, cch);
-    }, allocFailed);
+    }, allocFailed, logged, "Failed to get previous size of property data string.");
     if (allocFailed) {
         LogFailure(kOutOfMemory, "Failed to allocate string for Property '%S'", name.c_str());
         return kOutOfMemory;
     }
     if (er != ERROR_SUCCESS) {
         HRESULT hr = HResultFromWin32(static_cast<long>(er));
-        LogFailure(hr, "Failed to get data for property '%S'", name.c_str());
+        if (!logged) LogFailure(hr, "Failed to get data for property '%S'", name.c_str());
         return hr;
     }
     return S_OK;
@@ -152,10 +159,10 @@ HRESULT GetFormattedString(const std::wstring& text, std::wstring& value)
         MsiCloseHandle(record);
         return hr;
     }
-    bool allocFailed = false;
+    bool allocFailed = false, logged = false;
     er = ReadString(value, [&](wchar_t* buf, DWORD* cch) {
         return MsiFormatRecordW(Ctx().session, record, buf, cch);
-    }, allocFailed);
+    }, allocFailed, logged, "Failed to get previous size of property data string");
     MsiCloseHandle(record);
     if (allocFailed) {
         LogFailure(kOutOfMemory, "Failed to allocate string for formatted string: '%S'", text.c_str());
@@ -163,7 +170,7 @@ HRESULT GetFormattedString(const std::wstring& text, std::wstring& value)
     }
     if (er != ERROR_SUCCESS) {
         HRESULT hr = HResultFromWin32(static_cast<long>(er));
-        LogFailure(hr, "Failed to get formatted string: '%S'", text.c_str());
+        if (!logged) LogFailure(hr, "Failed to get formatted string: '%S'", text.c_str());
         return hr;
     }
     return S_OK;

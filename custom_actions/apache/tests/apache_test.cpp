@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "apache/apache_conf.h"
+#include "msiu/deferred.h"
 #include "qxtest/session.h"
+
+extern "C" UINT __stdcall CreateApacheConfDeferred(MSIHANDLE session);
 
 namespace {
 
@@ -114,6 +117,39 @@ TEST(CreateApacheConfDeferred, DataMustHaveExactlySixFields)
                                               L"CreateApacheConfDeferred:  Missing or incomplete CA data  (0x80070057)"});
         // Outside the install script no phase runs: nothing is written.
         EXPECT_FALSE(qxtest::Exists(F));
+    }
+}
+
+// The phases are run here one at a time, as the install script would run
+// them, against a file that cannot be replaced.
+TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
+{
+    const std::string old = "# the administrator's fragment\r\n";
+    for (const bool readOnly : {true, false}) {  // or held open by another program
+        qxtest::TempDir dir;
+        const std::wstring F = dir.File(L"httpd.conf");
+        qxtest::WriteFileBytes(F, old);
+        HANDLE holder = INVALID_HANDLE_VALUE;
+        if (readOnly)
+            SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_READONLY);
+        else
+            holder = CreateFileW(F.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+        qxtest::Session s(qxtest::Props{{L"CustomActionData", L"1.0|" + F + L"|C:\\a\\|C:\\b\\|C:\\c\\|q"}});
+        msiu::detail::SetPhaseOverride(msiu::Phase::Execute);
+        EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 1603u);
+        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"CreateApacheConfDeferred:  Unable to write httpd.conf "
+                                                                L"file: " + F + L"  (0x80004005)"})
+            << readOnly;
+        EXPECT_TRUE(qxtest::Exists(F + L".tmp"));
+        if (holder != INVALID_HANDLE_VALUE) CloseHandle(holder);
+
+        msiu::detail::SetPhaseOverride(msiu::Phase::Rollback);
+        EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u) << readOnly;
+        msiu::detail::SetPhaseOverride(msiu::Phase::None);
+        EXPECT_EQ(qxtest::ReadFileBytes(F), old);
+        EXPECT_FALSE(qxtest::Exists(F + L".tmp"));
+        EXPECT_FALSE(qxtest::Exists(F + L".new"));
+        SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
     }
 }
 

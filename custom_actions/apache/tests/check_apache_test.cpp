@@ -2,12 +2,17 @@
 // HTTP probe against a server the test runs on a loopback port, and the web
 // path and address helpers.
 #include <gtest/gtest.h>
+#include <windows.h>
+#include <wininet.h>
+
+#include <memory>
 
 #include "http_server.h"
 #include "msiu/error.h"
 #include "msiu/property.h"
 #include "msiu/session.h"
 #include "msiu/web.h"
+#include "qxtest/imports.h"
 #include "qxtest/session.h"
 
 namespace {
@@ -95,6 +100,8 @@ TEST(WebURL, SchemeAndPortRules)
 
 TEST(Probe, AnyAnswerPassesAndTheRequestIsAHeadForTheRoot)
 {
+    // A cookie this process holds for the server stays home: the probe asks for none.
+    ASSERT_TRUE(InternetSetCookieW(L"http://127.0.0.1/", L"qxprobe", L"1"));
     for (int status : {200, 404, 500}) {
         qxtest::TinyHttpServer server(status);
         EXPECT_NO_THROW(msiu::ProbeHttpServer(L"127.0.0.1", server.Port(), false)) << status;
@@ -106,26 +113,55 @@ TEST(Probe, AnyAnswerPassesAndTheRequestIsAHeadForTheRoot)
         EXPECT_NE(r.find("User-Agent: Orvane MSI Utils Library\r\n"), std::string::npos) << r;
         EXPECT_NE(r.find("Accept: text/*\r\n"), std::string::npos) << r;
         EXPECT_NE(r.find("Pragma: no-cache\r\n"), std::string::npos) << r;
+        EXPECT_EQ(r.find("Cookie:"), std::string::npos) << r;
     }
 }
 
-TEST(Probe, NoServerFailsAtTheSendStep)
+// The first two steps fail only when the machine is out of memory or handles.
+HINTERNET WINAPI RefuseOpen(LPCWSTR, DWORD, LPCWSTR, LPCWSTR, DWORD)
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+HINTERNET WINAPI RefuseRequest(HINTERNET, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR*, DWORD, DWORD_PTR)
+{
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+TEST(Probe, EachFailingStepIsNamed)
 {
     struct Case {
         std::wstring host;
         uint16_t port;
         uint32_t code;
+        const wchar_t* text = L"No response or error when probing HTTP server: %s  (HttpSendRequest)";
+        const char* refused = nullptr;  // the WinInet call made to fail
+        const void* stub = nullptr;
     };
     const Case cases[] = {
         {L"127.0.0.1", qxtest::TinyHttpServer::ClosedPort(), 0x80072EFDu},  // 12029: cannot connect
         {L"no-such-host.invalid", 80, 0x80072EE7u},                          // 12007: name not resolved
+        {L"", 80, 0x80070057u, L"Unable to probe HTTP server: %s  (InternetConnect)"},
+        {L"127.0.0.1", 80, 0x80070008u, L"Unable to probe HTTP server: %s  (InternetOpen)", "InternetOpenW",
+         reinterpret_cast<const void*>(&RefuseOpen)},
+        {L"127.0.0.1", 80, 0x80070008u, L"Unable to probe HTTP server: %s  (HttpOpenRequest)", "HttpOpenRequestW",
+         reinterpret_cast<const void*>(&RefuseRequest)},
     };
     for (const auto& c : cases) {
+        std::unique_ptr<qxtest::ImportSwap> swap;
+        if (c.refused) {
+            swap = std::make_unique<qxtest::ImportSwap>("wininet.dll", c.refused, c.stub);
+            ASSERT_TRUE(swap->Found()) << c.refused;
+        }
         try {
             msiu::ProbeHttpServer(c.host, c.port, false);
             ADD_FAILURE() << N(c.host);
         } catch (const msiu::MSIError& e) {
-            EXPECT_EQ(e.Text(), L"No response or error when probing HTTP server: " + c.host + L"  (HttpSendRequest)");
+            std::wstring text = c.text;
+            text.replace(text.find(L"%s"), 2, c.host);
+            EXPECT_EQ(e.Text(), text);
             EXPECT_EQ(static_cast<uint32_t>(e.Code()), c.code) << N(c.host);
         }
     }
@@ -169,6 +205,8 @@ const CheckCase kCases[] = {
     {"ProbedPortInAddress", L"127.0.0.1:{port}", L"0", L"0", L"quorix", true, L"http://127.0.0.1:{port}/quorix", L""},
     {"HostNameWithPort", L"localhost:{port}", L"", L"", L"qx", true, L"http://localhost:{port}/qx", L""},
     {"SslDefaultPortNotWritten", L"127.0.0.1", L"1", L"1", L"quorix", true, L"https://127.0.0.1/quorix", L""},
+    {"SslWithoutPortProbes443", L"127.0.0.1", L"1", L"0", L"quorix", true, kOldUrl,
+     NotAccessible(L"127.0.0.1:443", L"0x80072efd")},
     {"SslOtherPort", L"127.0.0.1:8443", L"1", L"1", L"quorix", true, L"https://127.0.0.1:8443/quorix", L""},
     {"Port443WithoutSsl", L"127.0.0.1:443", L"0", L"1", L"quorix", true, L"http://127.0.0.1:443/quorix", L""},
     {"Port80WithoutSsl", L"127.0.0.1:80", L"", L"1", L"quorix", true, L"http://127.0.0.1/quorix", L""},

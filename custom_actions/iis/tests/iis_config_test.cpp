@@ -369,24 +369,26 @@ TEST_F(Configure, DeferredDataIsCheckedInEveryModeAndNothingRunsOutsideTheScript
 {
     Use(Metabase(kLists, kVdirNode + "CGITimeout #= 300\n"));
     const std::wstring good = std::wstring(L"0|600|") + kVdir + L"|" + kCgi + L"|" + kXcgi;
-    const std::pair<std::wstring, UINT> cases[] = {
-        {good, 0u},
-        {std::wstring(L"1|600|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 0u},
-        {L"0|600|" + std::wstring(kVdir) + L"|" + kCgi, 1603u},
-        {good + L"|x", 1603u},
-        {L"", 1603u},
-        {std::wstring(L"maybe|600|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u},
-        {std::wstring(L"0|six|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u},
-        {std::wstring(L"0|70000|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u},
+    const std::wstring incomplete = L"QuorixIISConfigDeferred:  Missing or incomplete CA data  (0x80070057)";
+    const struct {
+        std::wstring data;
+        UINT result;
+        std::wstring fatal;  // checked when set
+    } cases[] = {
+        {good, 0u, L""},
+        {std::wstring(L"1|600|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 0u, L""},
+        {L"0|600|" + std::wstring(kVdir) + L"|" + kCgi, 1603u, incomplete},
+        {good + L"|x", 1603u, incomplete},
+        {L"a|b|c|d", 1603u, incomplete},
+        {L"", 1603u, L"QuorixIISConfigDeferred:  Property \"CustomActionData\" does not exist  (0x80070057)"},
+        {std::wstring(L"maybe|600|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u, L""},
+        {std::wstring(L"0|six|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u, L""},
+        {std::wstring(L"0|70000|") + kVdir + L"|" + kCgi + L"|" + kXcgi, 1603u, L""},
     };
     for (const auto& c : cases) {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", c.first}});
-        EXPECT_EQ(qxtest::Action("QuorixIISConfigDeferred")(s.Handle()), c.second) << N(c.first);
-    }
-    {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", L"a|b|c|d"}});
-        qxtest::Action("QuorixIISConfigDeferred")(s.Handle());
-        EXPECT_EQ(s.capture.Texts(0), Lines{L"QuorixIISConfigDeferred:  Missing or incomplete CA data  (0x80070057)"});
+        qxtest::Session s(qxtest::Props{{L"CustomActionData", c.data}});
+        EXPECT_EQ(qxtest::Action("QuorixIISConfigDeferred")(s.Handle()), c.result) << N(c.data);
+        if (!c.fatal.empty()) EXPECT_EQ(s.capture.Texts(0), Lines{c.fatal});
     }
     EXPECT_TRUE(emulator_.Changes().empty());
     EXPECT_EQ(Timeout(), 300);

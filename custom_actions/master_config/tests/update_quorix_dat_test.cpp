@@ -168,8 +168,8 @@ TEST_F(WriteQuorixDatTest, FirstInstallWritesTheMergedTemplateAndLogsEachMessage
     EXPECT_FALSE(qxtest::Exists(dir.File(L"quorix.dat.tmp")));
     const auto log = s.capture.Texts(INSTALLMESSAGE_INFO);
     ASSERT_EQ(log.size(), 10u) << testing::PrintToString(log);
-    EXPECT_EQ(log[0], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kPackage + L"/not.quorix.dat");
-    EXPECT_EQ(log[2], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Setting number of threads to 4");
+    EXPECT_EQ(log[0], L"UpdateQuorixDatDeferred:  qxparser [\\[]3:0[\\]] -- Successfully loaded not.quorix.dat from " + kPackage + L"/not.quorix.dat");
+    EXPECT_EQ(log[2], L"UpdateQuorixDatDeferred:  qxparser [\\[]3:0[\\]] -- Setting number of threads to 4");
 }
 
 TEST_F(WriteQuorixDatTest, UpgradeKeepsTheOldFileAsTmpAndActivatesSwissProt)

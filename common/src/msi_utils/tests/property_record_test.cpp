@@ -1,10 +1,13 @@
 // Properties, formatting and the record cursor, on a real installer session.
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "msiu/error.h"
 #include "msiu/property.h"
 #include "msiu/record.h"
 #include "msiu/session.h"
+#include "qxtest/imports.h"
 #include "qxtest/session.h"
 
 namespace {
@@ -76,14 +79,35 @@ TEST(Property, FailureTexts)
     for (const auto& c : cases) EXPECT_EQ(Failure(s, c.first), c.second);
 }
 
+// A first length query fails only on a handle the installer no longer knows.
+UINT WINAPI RefuseGetProperty(MSIHANDLE, LPCWSTR, LPWSTR, LPDWORD) { return ERROR_INVALID_HANDLE; }
+UINT WINAPI RefuseFormat(MSIHANDLE, MSIHANDLE, LPWSTR, LPDWORD) { return ERROR_INVALID_HANDLE; }
+
 TEST(Property, SessionLayerLogsItsOwnLineBeforeTheFailure)
 {
+    struct Case {
+        std::function<void()> body;
+        const char* refused;  // the installer call made to fail, if any
+        const void* stub;
+        std::wstring line;
+    };
+    const Case cases[] = {
+        {[] { msiu::GetFormattedProperty(L"ABSENT", false); }, nullptr, nullptr,
+         L"T:  Error 0x80070057: failed to get formatted value for property: 'ABSENT' with value: ''"},
+        {[] { msiu::GetProperty(L"P", false); }, "MsiGetPropertyW", reinterpret_cast<const void*>(&RefuseGetProperty),
+         L"T:  Error 0x80070006: Failed to get previous size of property data string."},
+        {[] { msiu::FormatString(L"[P]"); }, "MsiFormatRecordW", reinterpret_cast<const void*>(&RefuseFormat),
+         L"T:  Error 0x80070006: Failed to get previous size of property data string"},
+    };
     qxtest::Session s;
-    s.capture.messages.clear();
-    msiu::RunAction(s.Handle(), L"T", false, [] { msiu::GetFormattedProperty(L"ABSENT", false); });
-    const auto info = s.capture.Texts(0x4000000);
-    ASSERT_EQ(info.size(), 1u);
-    EXPECT_EQ(info[0], L"T:  Error 0x80070057: failed to get formatted value for property: 'ABSENT' with value: ''");
+    for (const auto& c : cases) {
+        std::unique_ptr<qxtest::ImportSwap> swap;
+        if (c.refused) swap = std::make_unique<qxtest::ImportSwap>("msi.dll", c.refused, c.stub);
+        s.capture.messages.clear();
+        msiu::RunAction(s.Handle(), L"T", false, c.body);
+        swap.reset();
+        EXPECT_EQ(s.capture.Texts(0x4000000), std::vector<std::wstring>{c.line});
+    }
 }
 
 TEST(Record, CursorRules)

@@ -25,6 +25,11 @@ void LogTextNoThrow(const std::wstring& text, UINT type) noexcept;
 void LogError(const MSIError& error, UINT type) noexcept;
 void LogComError(const _com_error& error, UINT type) noexcept;
 
+// The installer reads a message as a format string, where [name] stands for
+// a property's value and vanishes when there is none. This gives `text` with
+// every bracket escaped, so that the log shows it as written.
+std::wstring EscapeFormatting(const std::wstring& text);
+
 namespace detail {
 // The message box of UI mode; tests put a recorder here.
 using MessageBoxFn = int(WINAPI*)(HWND, LPCWSTR, LPCWSTR, UINT);

@@ -1,4 +1,4 @@
-#include "orvane/qx_logerrors.h"
+#include "parser_log/parser_log.h"
 
 #include <windows.h>
 
@@ -16,7 +16,7 @@ std::wstring parserErrorLine(const qx_errorlist& list, int n)
     line += std::to_wstring(list.getRepeats(n));
     line += L"] -- ";
     line += PAL::WideText(list.getMessage(n), CP_ACP);
-    return line;
+    return msiu::EscapeFormatting(line);
 }
 
 void logParserErrors(const qx_errorlist& list)

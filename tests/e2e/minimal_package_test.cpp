@@ -67,7 +67,7 @@ TEST_P(MinimalPackage, InstallsRollsBackAndRemoves)
     EXPECT_NE(ReadFile(At("config/quorix.dat")), admin);
     EXPECT_EQ(Exists(At("config/httpd.conf.bak")), s.oldFiles);
     if (s.oldFiles) EXPECT_EQ(ReadFile(At("config/quorix.dat.bak")), admin);
-    EXPECT_TRUE(qxnative::LogHas(install, std::string("UpdateQuorixDatDeferred:  qxparser  -- Successfully loaded ") +
+    EXPECT_TRUE(qxnative::LogHas(install, std::string("UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded ") +
                                               (s.oldFiles ? "existing quorix.dat from C:\\qx-e2e\\config\\quorix.dat"
                                                           : "not.quorix.dat from C:\\qx-e2e\\config\\not.quorix.dat")));
 

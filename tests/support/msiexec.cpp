@@ -67,15 +67,16 @@ Install Msiexec(const std::string& verb, const std::string& properties, const st
         exitMark = "exit code: ";
     }
     Install result;
-    // Under load Wine now and then fails to start cmd itself: no exit code
-    // and no log came back, nothing ran, and the same command is tried again.
-    // A run that wrote its log is never repeated.
+    // Under load Wine now and then fails to start cmd, or cmd fails to find
+    // msiexec (9009): no log came back, nothing ran, and the same command is
+    // tried again. A run that wrote its log is never repeated.
     RunResult r;
     auto at = std::string::npos;
     for (int attempt = 0; attempt < 3; ++attempt) {
         r = Run(command);
         at = r.output.rfind(exitMark);
-        if (at != std::string::npos || Exists(log)) break;
+        const bool started = at != std::string::npos && std::atoi(r.output.c_str() + at + exitMark.size()) != 9009;
+        if (started || Exists(log)) break;
     }
     result.output = r.output;
     if (at != std::string::npos) result.exitCode = std::atoi(r.output.c_str() + at + exitMark.size());

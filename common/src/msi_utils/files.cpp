@@ -66,6 +66,8 @@ std::wstring DirectoryOf(const std::wstring& path)
     ThrowError(HResultFromWin32(ERROR_ACCESS_DENIED), L"Not following a link or junction: %s", name.c_str());
 }
 
+}  // namespace
+
 // LocalSystem reads and writes here in directories that the install opens to
 // a users group: a member could leave a link or junction at a name, or in
 // place of the directory, to have another file read or overwritten.
@@ -74,6 +76,8 @@ void RefuseLinks(const std::wstring& path)
     for (const std::wstring& name : {DirectoryOf(path), path})
         if (IsReparsePoint(Attributes(name))) RefuseLink(name);
 }
+
+namespace {
 
 // The name is checked by its handle too, so that a link put there after the
 // check above is not followed either.

@@ -19,6 +19,10 @@ std::wstring ToBackSlashes(const std::wstring& path);
 std::wstring GetTempDir();
 std::wstring MakeTempFileName();
 
+// Refuses, with "Not following a link or junction: %s", a path that is a
+// link or junction or whose directory is one.
+void RefuseLinks(const std::wstring& path);
+
 // F, its T (F.tmp, the old version during the install) and B (F.bak, the old
 // version after commit). The new F is written as N (F.new) and put in
 // place by one rename, so that an install that dies at any point leaves F

@@ -28,6 +28,11 @@ const Installation kInstallations[] = {
     {"no quorix.dat", nullptr, false, L"old", L""},
     {"node list but no quorix.dat", nullptr, true, L"old", L""},
     {"node list and cluster on", "Cluster\nEnabled 1\nend\n", true, L"1", L"1"},
+    // The key in any case, the last line wins: as the update of quorix.dat reads it.
+    {"key in lower case", "Cluster\nenabled 1\nend\n", false, L"1", L"1"},
+    {"key in upper case", "Cluster\nENABLED 1\nend\n", false, L"1", L"1"},
+    {"off then on", "Cluster\nEnabled 0\nEnabled 1\nend\n", false, L"1", L"1"},
+    {"on then off", "Cluster\nEnabled 1\nEnabled 0\nend\n", false, L"", L"1"},
 };
 
 TEST(DetectClusterMode, BothVariantsOnEachInstallation)

@@ -8,6 +8,8 @@
 # The path in front of /cgi/ picks the server's state:
 #   /down/...    the service isn't running: the status page for every key
 #   /broken/...  the packed file is damaged
+#   /slow/...    a byte every half second for half a minute
+#   /auth/...    the user the server let in
 #   anything else  a running server
 use strict;
 use warnings;
@@ -42,6 +44,16 @@ if ($path =~ m{^/down/}) {
     reply('200 OK', 'text/html',
           "<HTML>\r\n<BODY><H1>Quorix search status page</H1>\r\n"
           . "<P>The Quorix service is not running.</P>\r\n</BODY>\r\n</HTML>\r\n");
+}
+
+reply('200 OK', 'text/plain', "user=$ENV{REMOTE_USER}\n") if $path =~ m{^/auth/};
+if ($path =~ m{^/slow/}) {
+    # A server that answers a byte at a time, never quite stalling.
+    $| = 1;
+    binmode STDOUT;
+    print "Status: 200 OK\r\nContent-Type: text/plain\r\n\r\n";
+    for (1 .. 60) { print "x"; select(undef, undef, undef, 0.5); }
+    exit 0;
 }
 
 my $show = $query{Show} // '';

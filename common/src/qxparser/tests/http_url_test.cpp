@@ -326,6 +326,20 @@ TEST(Proxy, NamedProxyCarriesTheRequest)
     EXPECT_EQ(line.rfind("\"GET " + url + " ", 0), 0u) << line;
 }
 
+TEST(Proxy, ProxyCredentialsAnswerTheProxysChallenge)
+{
+    std::string proxy = "127.0.0.1:" + std::to_string(qxhttp::port());
+    qx_connection_settings s;
+    s.setProxyType(2);
+    s.setProxyServer(proxy);
+    s.setProxyUsername("pat");
+    s.setProxyPassword("pw");
+    Reporter r;
+    HttpUrl http(&r, &s);
+    EXPECT_TRUE(http.get("http://" + proxy + "/proxyauth/cgi/get_params.pl?Show=QX_MASSES")) << messages(r);
+    EXPECT_EQ(http.getBody(), "proxy=pat:pw\n");
+}
+
 TEST(Proxy, DirectAccessIgnoresProxyCredentials)
 {
     for (int type : {0, 1}) {

@@ -6,6 +6,8 @@
 // merging and refusing unknown names are Wine's own.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "msiu/session.h"
 #include "permissions/permissions.h"
 #include "qxtest/aclstore.h"
@@ -58,14 +60,36 @@ TEST_P(Refusals, NameTheValueTheFileAndTheReason)
 {
     const RefusalCase& c = GetParam();
     Tree t;
-    const std::wstring path = c.path.empty() ? t.InterForward() : c.path;
-    const std::wstring got = quorix::permissions::Refusal(t.fields, {c.group, path});
+    std::wstring path = c.path.empty() ? t.InterForward() : c.path, group = c.group;
+    if (group == L"<me>") {  // the account running the test: a user, not a group
+        wchar_t name[256];
+        DWORD size = 256;
+        ASSERT_TRUE(GetUserNameW(name, &size));
+        group = name;
+    }
+    if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
+        path = t.dir.File(L"linked");
+        char unixPath[1024] = {};
+        WideCharToMultiByte(CP_UTF8, 0, t.InterForward().c_str(), -1, unixPath, sizeof unixPath, nullptr, nullptr);
+        using ToUnix = char*(CDECL*)(const wchar_t*);
+        const auto toUnix = reinterpret_cast<ToUnix>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name"));
+        if (!toUnix) GTEST_SKIP() << "no Wine to make a link with";
+        std::wstring command = L"Z:\\bin\\ln -s inter ";
+        const char* at = toUnix(path.c_str());
+        command += std::wstring(at, at + strlen(at));
+        STARTUPINFOW si{sizeof si};
+        PROCESS_INFORMATION pi{};
+        ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+        for (int i = 0; i < 100 && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES; ++i) Sleep(50);
+    }
+    const std::wstring got = quorix::permissions::Refusal(t.fields, {group, path});
     if (c.refused.empty()) {
         EXPECT_EQ(got, L"");
     } else {
-        const bool group = c.refused.rfind(L"a group", 0) == 0 || c.refused == L"not a group";
-        EXPECT_EQ(got, L"Permissions left as they were: " + std::wstring(group ? L"NTIUserGroup" : L"InterFileBasePath") +
-                           L" \"" + (group ? c.group : path) + L"\" in " + t.fields[0] + L" is " + c.refused);
+        const bool isGroup = c.refused.rfind(L"a group", 0) == 0 || c.refused == L"not a group";
+        EXPECT_EQ(got, L"Permissions left as they were: " +
+                           std::wstring(isGroup ? L"NTIUserGroup" : L"InterFileBasePath") + L" \"" +
+                           (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + c.refused);
     }
 }
 
@@ -81,6 +105,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RefusalCase{"AuthenticatedUsers", L"NT AUTHORITY\\Authenticated Users", L"", kWide},
                       RefusalCase{"Network", L"NETWORK", L"", kWide},
                       RefusalCase{"GuestsTheDefault", L"Guests", L"", kWide},
+                      RefusalCase{"AUser", L"<me>", L"", L"not a group"},
+                      RefusalCase{"LinkedDirectory", L"Users", L"<link>", L"a link or junction"},
                       RefusalCase{"Dot", L"Users", L".", L"not an absolute path on a local drive"},
                       RefusalCase{"Relative", L"Users", L"qx/data", L"not an absolute path on a local drive"},
                       RefusalCase{"Unc", L"Users", L"//server/share/data", L"not an absolute path on a local drive"},

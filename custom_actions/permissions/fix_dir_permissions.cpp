@@ -177,6 +177,12 @@ extern "C" UINT __stdcall FixDirPermissionsDeferred(MSIHANDLE session)
         const auto fields = msiu::GetDeferredFields(6);
         if (!msiu::GetRunMode(MSIRUNMODE_SCHEDULED)) return;
         using namespace quorix::permissions;
+        try {
+            msiu::RefuseLinks(fields[0]);  // the group may put a link in quorix.dat's place
+        } catch (const msiu::MSIError& e) {
+            msiu::LogError(e, msiu::kMsgWarning);
+            return;
+        }
         const Settings settings = ReadSettings(fields[0]);
         const std::wstring refusal = Refusal(fields, settings);
         if (!refusal.empty()) msiu::LogText(msiu::kMsgWarning, refusal, false);

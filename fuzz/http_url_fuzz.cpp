@@ -32,6 +32,24 @@ std::string compose(const url_parts& p)
     return url + "/" + p.object;
 }
 
+// The port's digits, as the split reads them, name no port (1-65535).
+bool noPort(const std::string& url, size_t scheme)
+{
+    const size_t slash = url.find('/', scheme + 3);
+    size_t i = scheme + 3;
+    const size_t at = url.find('@', i);
+    if (at != std::string::npos && at < slash) {
+        size_t end = url.find_first_of(":@", i);
+        if (url[end] == ':') end = url.find('@', end + 1);
+        i = end + 1;
+    }
+    const size_t colon = url.find_first_of(":/", i);
+    if (url[colon] != ':') return false;
+    const size_t digitsEnd = url.find_first_not_of("0123456789", colon + 1);
+    const std::string digits = url.substr(colon + 1, digitsEnd - colon - 1);
+    return !digits.empty() && (digits.size() > 5 || std::stol(digits) < 1 || std::stol(digits) > 65535);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -39,9 +57,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string url(reinterpret_cast<const char*>(data), size);
     url_parts first;
     if (!parseUrl(url, first)) {
-        // Only a URL without "://" or without a slash behind it is refused.
+        // Only a URL without "://", without a slash behind it, or with no port in its port is refused.
         const size_t scheme = url.find("://");
-        if (scheme != std::string::npos && url.find('/', scheme + 3) != std::string::npos)
+        if (scheme != std::string::npos && url.find('/', scheme + 3) != std::string::npos && !noPort(url, scheme))
             qxfuzz::broken("a URL with a scheme and a slash splits", url, "refused");
         return 0;
     }

@@ -38,6 +38,32 @@ void DetectClusterModeBody(bool uiVariant)
     msiu::SetIntProperty(L"QUORIX_USE_CLUSTER_MODE_SET", 1);
 }
 
+std::wstring LongFullPath(const std::wstring& path)
+{
+    std::vector<wchar_t> full(32768, L'\0');
+    if (!GetFullPathNameW(path.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr)) return path;
+    std::vector<wchar_t> longer(32768, L'\0');
+    if (!GetLongPathNameW(full.data(), longer.data(), static_cast<DWORD>(longer.size()))) return full.data();
+    return longer.data();
+}
+
+// QUORIX_NODELIST_TXT_TMP is public, so whoever starts the install may set it,
+// and LocalSystem copies the file it names into the configuration directory:
+// only a list in the temporary folder, where the cluster setup writes it, is
+// taken.
+void CheckNodeListSource(const std::wstring& path)
+{
+    std::wstring temp = LongFullPath(msiu::GetTempDir());
+    if (temp.empty() || temp.back() != L'\\') temp += L'\\';
+    const std::wstring full = LongFullPath(path);
+    const std::wstring slashes = L"\\" + msiu::ToBackSlashes(path) + L"\\";
+    if (slashes.find(L"\\..\\") != std::wstring::npos || full.size() <= temp.size() ||
+        CompareStringOrdinal(full.c_str(), static_cast<int>(temp.size()), temp.c_str(), -1, TRUE) != CSTR_EQUAL)
+        msiu::ThrowError(msiu::kInvalidArg, L"Node list not copied: \"%s\" is not a file in the temporary folder %s",
+                         path.c_str(), temp.c_str());
+    msiu::RefuseLinks(full);
+}
+
 }  // namespace
 
 extern "C" UINT __stdcall DetectClusterMode(MSIHANDLE session)
@@ -88,6 +114,7 @@ extern "C" UINT __stdcall CopyConfigFiles(MSIHANDLE session)
     return msiu::RunAction(session, L"CopyConfigFiles", false, [] {
         const std::wstring configDir = msiu::GetProperty(L"QuorixConfigDir", true);
         const std::wstring nodeList = msiu::GetProperty(L"QUORIX_NODELIST_TXT_TMP", false);
+        if (!nodeList.empty()) CheckNodeListSource(nodeList);
         const std::wstring data = msiu::JoinFields({configDir, nodeList});
         for (const wchar_t* name : {L"CopyConfigFilesRollback", L"CopyConfigFilesExec", L"CopyConfigFilesCommit"})
             msiu::ScheduleDeferredAction(name, data);

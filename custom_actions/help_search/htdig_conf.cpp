@@ -24,7 +24,7 @@ void UpdateConfFile(const std::wstring& file, const std::wstring& databaseDir, c
 {
     msiu::FileTransaction transaction(file);
     // No test for F first: a missing F fails here with the copy's own text.
-    msiu::CopyFileTo(transaction.Target(), transaction.Temp(), true);
+    transaction.SaveOriginal(true);
     msiu::LogMessage(msiu::kMsgInfo, L"Updating htdig configuration file: %s", file.c_str());
 
     {

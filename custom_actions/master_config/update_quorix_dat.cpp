@@ -64,9 +64,9 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
 {
     const std::wstring& target = fields[kQuorixDat];
     std::wstring existing;
+    msiu::FileTransaction(target).SaveOriginal();
     if (msiu::FileExists(target)) {
         existing = target;
-        msiu::CopyFileTo(target, msiu::FileTransaction(target).Temp(), true);
         // The groups are the administrator's choice once the file exists.
         fields[kUsersGroup].clear();
         fields[kAdminsGroup].clear();

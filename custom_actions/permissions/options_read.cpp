@@ -1,6 +1,5 @@
-// The one place where the permissions look into quorix.dat. The Options
-// section's typed reader is still being written; until it lands, the two
-// values are taken from the section's own lines by the reader's rules.
+// The one place where the permissions look into quorix.dat: the Options
+// section's own reader gives the two values.
 #include <windows.h>
 
 #include "msiu/error.h"
@@ -14,12 +13,6 @@
 
 namespace quorix::permissions {
 
-Settings SettingsFromOptionLines(const std::vector<std::string>& lines)
-{
-    const OptionValues values = OptionValuesFromLines(lines);
-    return {PAL::WideText(values.group).str(), PAL::WideText(values.interFileBasePath).str()};
-}
-
 #ifdef QX_HAVE_ORVANE
 
 Settings ReadSettings(const std::wstring& datPath)
@@ -31,11 +24,8 @@ Settings ReadSettings(const std::wstring& datPath)
                          PAL::WideText(file.getErrorRepository().getMessage(-1)).c_str());
     file.clearAllErrors();
 
-    const orvane::qx_customproperty& options = file.getQuorixOptions();
-    std::vector<std::string> lines;
-    for (int i = 0; i < options.lineCount(); ++i)
-        lines.push_back(options.getName(i) + options.getDelimiter(i) + options.getValue(i));
-    return SettingsFromOptionLines(lines);
+    const orvane::qx_quorixoptions& options = file.getQuorixOptions();
+    return {PAL::WideText(options.getNTIUserGroup()).str(), PAL::WideText(options.getInterFileBasePath()).str()};
 }
 
 #else

@@ -13,21 +13,6 @@ struct Settings {
     std::wstring interFileBasePath;  // InterFileBasePath, as the file has it
 };
 
-// The two values from the section's lines (each a whole line, its trailing
-// blanks cut), by the section reader's rules: a key matches the start of a
-// line over its own length, a later line wins, and an empty value gives
-// the default. NTIUserGroup is the rest of the line behind the key and the
-// blanks, tabs and colons after it; InterFileBasePath is the second word.
-Settings SettingsFromOptionLines(const std::vector<std::string>& lines);
-
-// The same two values as the file's narrow text, before SettingsFromOptionLines
-// widens them.
-struct OptionValues {
-    std::string group;
-    std::string interFileBasePath;
-};
-OptionValues OptionValuesFromLines(const std::vector<std::string>& lines);
-
 // Reads quorix.dat; its messages go to the log. A file that can't be read,
 // or that has a fatal fault, fails with "Failed to read quorix.dat: %s".
 Settings ReadSettings(const std::wstring& datPath);
@@ -36,5 +21,9 @@ Settings ReadSettings(const std::wstring& datPath);
 // the web root (fields[1]), full control on the four working directories
 // (fields[2..5]) and the inter-file directory. Failures are warnings.
 void GrantAccess(const std::vector<std::wstring>& fields, const Settings& settings);
+
+// Why the values read back from quorix.dat may not be used, or empty when
+// they may: "NTIUserGroup "Everyone" ...: <reason>". fields as for GrantAccess.
+std::wstring Refusal(const std::vector<std::wstring>& fields, const Settings& settings);
 
 }  // namespace quorix::permissions

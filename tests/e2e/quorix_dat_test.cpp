@@ -5,6 +5,9 @@
 // carried into the configuration directory on the way.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
+
 #include <string>
 #include <vector>
 
@@ -117,6 +120,12 @@ TEST_F(QuorixDat, FirstInstallMakesItFromTheTemplate)
     EXPECT_FALSE(Exists(At("config/nodelist.txt")));
 }
 
+std::string WindowsSlashes(std::string path)
+{
+    std::replace(path.begin(), path.end(), '/', '\\');
+    return path;
+}
+
 TEST_F(QuorixDat, UpgradeKeepsTheAdministratorsFileAndCarriesTheNodeList)
 {
     std::string admin = ReadFile(MergeGolden("admin.dat"));
@@ -125,10 +134,13 @@ TEST_F(QuorixDat, UpgradeKeepsTheAdministratorsFileAndCarriesTheNodeList)
     admin.replace(admin.find(off), off.size(), "\nCluster\nEnabled 1\n");
     qxnative::WriteFile(Merged(), admin);
     const std::string nodes = "node1 192.168.10.11 2 Windows_NT C:/QuorixNode\r\n";
-    qxnative::WriteFile(At("nodes.tmp"), nodes);
+    // The node list is taken only from the temporary folder, where the cluster setup writes it.
+    const char* user = std::getenv("USER");
+    const std::string temp = std::string("users/") + (user ? user : "root") + "/Temp/qx-dat-nodes.tmp";
+    qxnative::WriteFile(qxnative::DriveC(temp), nodes);
 
     const Install i = Run("ADDLOCAL=Server,ApacheWeb,SwissProt,HelpSearch,WorkingDirs "
-                          "QUORIX_NODELIST_TXT_TMP=C:\\qx-dat\\nodes.tmp",
+                          "QUORIX_NODELIST_TXT_TMP=C:\\" + WindowsSlashes(temp),
                           "e2e-dat-upgrade");
     ASSERT_EQ(i.exitCode, 0) << i.output;
     const std::string golden = qxnative::SourceDir() + "/tests/e2e/golden/quorix.dat.upgrade";
@@ -156,7 +168,8 @@ TEST_F(QuorixDat, UpgradeKeepsTheAdministratorsFileAndCarriesTheNodeList)
     EXPECT_TRUE(Exists(At("htdig/htdig.conf.bak")));
     ASSERT_TRUE(Exists(At("config/nodelist.txt")));
     EXPECT_EQ(ReadFile(At("config/nodelist.txt")), nodes);
-    EXPECT_TRUE(Exists(At("nodes.tmp")));
+    EXPECT_TRUE(Exists(qxnative::DriveC(temp)));
+    qxnative::Run("rm -f '" + qxnative::DriveC(temp) + "'");
 }
 
 TEST_F(QuorixDat, LateFailureRestoresTheOldFileByteForByte)

@@ -63,13 +63,32 @@ uint32_t RunCommand(const std::wstring& commandLine, const std::wstring& outputF
         !DuplicateHandle(self, file.Get(), self, childErr.Receive(), 0, TRUE, DUPLICATE_SAME_ACCESS))
         ThrowLastError(L"Can't duplicate file handle for: %s", outputFile);
 
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof startup;
+    // The child gets these two handles and no other: the install's process
+    // holds inheritable handles of its own that a tool must not keep open.
+    HANDLE inherited[] = {childOut.Get(), childErr.Get()};
+    SIZE_T listSize = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &listSize);
+    std::vector<char> listBuffer(listSize);
+    auto* list = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(listBuffer.data());
+    if (!InitializeProcThreadAttributeList(list, 1, 0, &listSize))
+        ThrowLastError(L"Failed to run command: %s", commandLine);
+    struct ListOwner {
+        LPPROC_THREAD_ATTRIBUTE_LIST list;
+        ~ListOwner() { DeleteProcThreadAttributeList(list); }
+    } listOwner{list};
+    if (!UpdateProcThreadAttribute(list, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, inherited, sizeof inherited, nullptr,
+                                   nullptr))
+        ThrowLastError(L"Failed to run command: %s", commandLine);
+
+    STARTUPINFOEXW startupEx = {};
+    STARTUPINFOW& startup = startupEx.StartupInfo;
+    startup.cb = sizeof startupEx;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = INVALID_HANDLE_VALUE;
     startup.hStdOutput = childOut.Get();
     startup.hStdError = childErr.Get();
-    const DWORD flags = GetPriorityClass(self) | CREATE_NO_WINDOW;
+    startupEx.lpAttributeList = list;
+    const DWORD flags = GetPriorityClass(self) | CREATE_NO_WINDOW | EXTENDED_STARTUPINFO_PRESENT;
 
     LogMessage(kMsgInfo, L"Running command: %s", commandLine.c_str());
     if (!workingDir.empty()) LogMessage(kMsgInfo, L"Current directory for child process: %s", workingDir.c_str());

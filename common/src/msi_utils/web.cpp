@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <algorithm>
+
 #include "msiu/error.h"
 #include "msiu/network.h"
 #include "msiu/property.h"
@@ -73,7 +75,10 @@ void ProbeHttpServer(const std::wstring& host, uint16_t port, bool useSSL)
 void CheckVirtualDirName(const std::wstring& name)
 {
     if (name.empty()) ThrowError(kInvalidArg, L"The Quorix virtual directory name must be specified.");
-    if (name.find_first_of(kVirtualDirBadChars) != std::wstring::npos)
+    // A control character (a line end, a tab) would start a directive of its
+    // own in httpd.conf.
+    const bool control = std::any_of(name.begin(), name.end(), [](wchar_t c) { return c < 0x20 || c == 0x7F; });
+    if (control || name.find_first_of(kVirtualDirBadChars) != std::wstring::npos)
         ThrowError(kInvalidArg, L"The Quorix virtual directory name cannot contain spaces or any of the following: %s",
                    kVirtualDirBadChars);
 }

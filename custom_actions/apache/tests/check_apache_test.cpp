@@ -61,7 +61,7 @@ TEST(VirtualDirName, EmptyAndEveryForbiddenCharacterAreRefused)
     }
     const std::wstring bad = msiu::kVirtualDirBadChars;
     ASSERT_EQ(bad.size(), 18u);
-    for (wchar_t c : bad)
+    for (wchar_t c : bad + L"\r\n\t\x01\x1F\x7F")  // and control characters, a new line in httpd.conf
         for (const std::wstring& name : {std::wstring(1, c) + L"qx", L"q" + std::wstring(1, c) + L"x", L"qx" + std::wstring(1, c)}) {
             try {
                 msiu::CheckVirtualDirName(name);

@@ -3,6 +3,8 @@
 // list, through the DLL's exports on real installer sessions.
 #include <gtest/gtest.h>
 
+#include "msiu/error.h"
+#include "msiu/files.h"
 #include "qxtest/session.h"
 
 namespace {
@@ -26,6 +28,11 @@ const Installation kInstallations[] = {
     {"no quorix.dat", nullptr, false, L"old", L""},
     {"node list but no quorix.dat", nullptr, true, L"old", L""},
     {"node list and cluster on", "Cluster\nEnabled 1\nend\n", true, L"1", L"1"},
+    // The key in any case, the last line wins: as the update of quorix.dat reads it.
+    {"key in lower case", "Cluster\nenabled 1\nend\n", false, L"1", L"1"},
+    {"key in upper case", "Cluster\nENABLED 1\nend\n", false, L"1", L"1"},
+    {"off then on", "Cluster\nEnabled 0\nEnabled 1\nend\n", false, L"1", L"1"},
+    {"on then off", "Cluster\nEnabled 1\nEnabled 0\nend\n", false, L"", L"1"},
 };
 
 TEST(DetectClusterMode, BothVariantsOnEachInstallation)
@@ -71,23 +78,35 @@ const std::vector<std::wstring> kTriple = {
     L"('CopyConfigFilesCommit', 3585, 'QuorixCA', 'CopyConfigFilesDeferred')",
 };
 
-TEST(CopyConfigFiles, PacksTheDirectoryAndTheTemporaryListForAllThreeNames)
+TEST(CopyConfigFiles, PacksTheDirectoryAndAListFromTheTemporaryFolderForAllThreeNames)
 {
+    qxtest::TempDir dir;  // in the temporary folder
+    const std::wstring list = dir.File(L"qx1.tmp"), temp = msiu::GetTempDir();
+    qxtest::WriteFileBytes(list, "");
+    const std::wstring notTemp = L"Node list not copied: \"%s\" is not a file in the temporary folder " + temp;
     struct Case {
         qxtest::Props props;
-        std::wstring data;
-        UINT result;
+        std::wstring data, fatal;
     };
     const Case cases[] = {
-        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}, {L"QUORIX_NODELIST_TXT_TMP", L"C:\\Temp\\qx1.tmp"}},
-         L"C:\\Srv\\config\\|C:\\Temp\\qx1.tmp", 0},
+        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}, {L"QUORIX_NODELIST_TXT_TMP", list}},
+         L"C:\\Srv\\config\\|" + list, L""},
         // No cluster setup in this install: the second field stays empty.
-        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}}, L"C:\\Srv\\config\\|", 0},
-        {{}, L"", 1603},
+        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}}, L"C:\\Srv\\config\\|", L""},
+        {{}, L"", L"Property \"QuorixConfigDir\" does not exist  (0x80070057)"},
+        // The property is public: a list from anywhere else is refused.
+        {{{L"QuorixConfigDir", L"C:\\Srv\\"}, {L"QUORIX_NODELIST_TXT_TMP", L"C:\\windows\\win.ini"}}, L"",
+         msiu::Format(notTemp.c_str(), L"C:\\windows\\win.ini") + L"  (0x80070057)"},
+        {{{L"QuorixConfigDir", L"C:\\Srv\\"}, {L"QUORIX_NODELIST_TXT_TMP", temp + L"..\\..\\x.ini"}}, L"",
+         msiu::Format(notTemp.c_str(), (temp + L"..\\..\\x.ini").c_str()) + L"  (0x80070057)"},
+        {{{L"QuorixConfigDir", L"C:\\Srv\\"}, {L"QUORIX_NODELIST_TXT_TMP", temp}}, L"",
+         msiu::Format(notTemp.c_str(), temp.c_str()) + L"  (0x80070057)"},
     };
     for (const Case& c : cases) {
         qxtest::Session s(c.props, kTriple);
-        EXPECT_EQ(qxtest::Action("CopyConfigFiles")(s.Handle()), c.result);
+        EXPECT_EQ(qxtest::Action("CopyConfigFiles")(s.Handle()), c.fatal.empty() ? 0u : 1603u);
+        EXPECT_EQ(s.capture.Texts(0), c.fatal.empty() ? std::vector<std::wstring>{}
+                                                      : std::vector<std::wstring>{L"CopyConfigFiles:  " + c.fatal});
         for (const wchar_t* name : {L"CopyConfigFilesRollback", L"CopyConfigFilesExec", L"CopyConfigFilesCommit"})
             EXPECT_EQ(s.Property(name), c.data);
     }

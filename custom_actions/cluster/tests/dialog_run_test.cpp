@@ -11,6 +11,8 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "qxtest/session.h"
 
@@ -248,15 +250,38 @@ TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
     EXPECT_EQ(qxtest::ReadFileBytes(temp),
               "Node 127.0.0.1:6000,localhost,4,Windows_NT,C:/QuorixNode,\\\\localhost\\QuorixNode\r\n");
 
-    // The next opening starts from the accepted list; a cancel keeps it.
-    std::wstring reopened;
+    // The next opening starts from the accepted list; selecting a line (by its
+    // notification, as a click gives it) enables Edit and Delete; Edit shows
+    // the node, whose check boxes switch their fields; a cancel keeps the list.
+    std::wstring reopened, edited;
+    bool enabledBefore = true, enabledAfter = false;
+    std::vector<bool> fields;  // per check box: enabled before, after a click, after a second
     const UINT again = RunWithDriver(s, [&] {
         HWND list = WaitForDialog(L"Cluster Setup");
         ASSERT_NE(list, nullptr);
+        HWND lines = GetDlgItem(list, 1003);
         wchar_t line[512] = {};
-        SendMessageW(GetDlgItem(list, 1003), LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
+        SendMessageW(lines, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
         reopened = line;
-        SendMessageW(GetDlgItem(list, 1003), LB_SETCURSEL, 0, 0);
+        auto editDelete = [&] { return IsWindowEnabled(GetDlgItem(list, 1005)) && IsWindowEnabled(GetDlgItem(list, 1006)); };
+        enabledBefore = editDelete();
+        SendMessageW(lines, LB_SETCURSEL, 0, 0);
+        SendMessageW(list, WM_COMMAND, MAKEWPARAM(1003, LBN_SELCHANGE), reinterpret_cast<LPARAM>(lines));
+        enabledAfter = editDelete();
+
+        Click(list, 1005);
+        HWND edit = WaitForDialog(L"Quorix Cluster Node");
+        ASSERT_NE(edit, nullptr) << "Edit opens the edit dialog";
+        for (const auto& [box, field] : {std::pair{1013, 1014}, std::pair{1015, 1016}})
+            for (int click = 0; click < 3; ++click) {
+                if (click) SendMessageW(GetDlgItem(edit, box), BM_CLICK, 0, 0);
+                fields.push_back(IsWindowEnabled(GetDlgItem(edit, field)) != FALSE);
+            }
+        Type(edit, 1017, L"7000");
+        Click(edit, IDOK);
+        ASSERT_TRUE(WaitGone(edit)) << "the edited node passes";
+        SendMessageW(lines, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
+        edited = line;
         Click(list, 1006);  // Delete, then Cancel: nothing of it stays
         Sleep(200);
         Click(list, IDCANCEL);
@@ -265,6 +290,15 @@ TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
     EXPECT_EQ(again, 0u);
     // The host name repeats the UNC server, so it loads as no override.
     EXPECT_EQ(reopened, L"127.0.0.1\t6000\t4\t\\\\localhost\\QuorixNode\tC:\\QuorixNode");
+    EXPECT_FALSE(enabledBefore);
+    EXPECT_TRUE(enabledAfter);
+    ASSERT_EQ(fields.size(), 6u);
+    for (size_t i = 0; i < 6; i += 3) {
+        EXPECT_NE(fields[i], fields[i + 1]) << "a click on check box " << i / 3 << " switches its field";
+        EXPECT_EQ(fields[i], fields[i + 2]);
+    }
+    // The edit dialog names the host it checked.
+    EXPECT_EQ(edited, L"127.0.0.1 (localhost)\t7000\t4\t\\\\localhost\\QuorixNode\tC:\\QuorixNode");
     EXPECT_EQ(s.Property(L"_DialogResponse"), L"2");
     EXPECT_EQ(s.Property(L"QUORIX_NODELIST_TXT_TMP"), temp);
     EXPECT_EQ(qxtest::ReadFileBytes(temp),

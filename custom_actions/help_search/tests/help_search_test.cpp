@@ -93,7 +93,7 @@ TEST(Conf, MissingFileFailsWithTheCopysText)
     EXPECT_FALSE(qxtest::Exists(F));
 }
 
-TEST(Conf, FileThatCannotBeWrittenFailsAfterTheCopy)
+TEST(Conf, FileThatCannotBeWrittenFailsBeforeTheCopy)
 {
     qxtest::TempDir dir;
     const std::wstring F = dir.File(L"htdig.conf");
@@ -104,9 +104,11 @@ TEST(Conf, FileThatCannotBeWrittenFailsAfterTheCopy)
     const Frame f = InFrame(L"Conf", [&] { UpdateConfFile(F, L"C:/db", L"http://h"); });
     CloseHandle(holder);
     EXPECT_EQ(f.result, 1603u);
-    EXPECT_EQ(f.fatal, std::vector<std::wstring>{L"Conf:  Can't open file for writing: " + F + L"  (0x80004005)"});
+    EXPECT_EQ(f.fatal, std::vector<std::wstring>{L"Conf:  Can't change \"" + F + L"\".  Reason: " +
+                                                 qxtest::SystemText(static_cast<HRESULT>(0x80070020)) +
+                                                 L"  (0x80070020)"});
     EXPECT_EQ(qxtest::ReadFileBytes(F), "start_url: x\r\n");
-    EXPECT_EQ(qxtest::ReadFileBytes(F + L".tmp"), "start_url: x\r\n");
+    EXPECT_FALSE(qxtest::Exists(F + L".tmp"));
 }
 
 // A source that gives some text and then breaks, and a sink that takes a

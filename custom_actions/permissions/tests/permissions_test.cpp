@@ -1,9 +1,12 @@
-// Directory permissions: the two values from the Options section, the walk
+// Directory permissions: the two values from the Options section and what
+// is refused of them, the walk
 // over the six directories with its warnings, and the exported actions.
 // Under Wine nothing written to an access list is kept (measured), so the
 // store stand-in records each write and gives it back on the next read;
 // merging and refusing unknown names are Wine's own.
 #include <gtest/gtest.h>
+
+#include <cstring>
 
 #include "msiu/session.h"
 #include "permissions/permissions.h"
@@ -14,43 +17,6 @@ namespace {
 
 using quorix::permissions::GrantAccess;
 using quorix::permissions::Settings;
-using quorix::permissions::SettingsFromOptionLines;
-
-struct OptionsCase {
-    const char* name;
-    std::vector<std::string> lines;
-    std::wstring group, basePath;
-};
-
-class OptionLines : public ::testing::TestWithParam<OptionsCase> {};
-
-TEST_P(OptionLines, GiveGroupAndBasePath)
-{
-    const Settings s = SettingsFromOptionLines(GetParam().lines);
-    EXPECT_EQ(s.group, GetParam().group);
-    EXPECT_EQ(s.interFileBasePath, GetParam().basePath);
-}
-
-const wchar_t kGuests[] = L"Guests";
-const wchar_t kBase[] = L"C:/InetPub/Quorix/data";
-
-INSTANTIATE_TEST_SUITE_P(
-    Cases, OptionLines,
-    ::testing::Values(
-        OptionsCase{"NeitherKeyGivesTheDefaults", {"ErrorLogFile ../logs/errorlog.txt"}, kGuests, kBase},
-        OptionsCase{"GroupKeepsItsBlanks", {"NTIUserGroup Quorix Web Users"}, L"Quorix Web Users", kBase},
-        OptionsCase{"BlanksTabsAndColonsBeforeTheGroupAreSkipped", {"NTIUserGroup:\t : IUSR_HOST"}, L"IUSR_HOST",
-                    kBase},
-        OptionsCase{"EmptyGroupGivesTheDefault", {"NTIUserGroup  "}, kGuests, kBase},
-        OptionsCase{"KeyIsMatchedOverItsOwnLength", {"NTIUserGroups Staff"}, L"s Staff", kBase},
-        OptionsCase{"KeyIsCaseSensitive", {"ntiusergroup Staff"}, kGuests, kBase},
-        OptionsCase{"BasePathIsTheSecondWord", {"InterFileBasePath D:/qx/data more"}, kGuests, L"D:/qx/data"},
-        OptionsCase{"EmptyBasePathGivesTheDefault", {"InterFileBasePath"}, kGuests, kBase},
-        OptionsCase{"LaterLinesWin",
-                    {"NTIUserGroup First", "InterFileBasePath D:/a", "NTIUserGroup Second", "InterFileBasePath D:/b"},
-                    L"Second", L"D:/b"},
-        OptionsCase{"MonitorGroupIsNotTheUserGroup", {"NTMonitorGroup Admins"}, kGuests, kBase}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 // ---- the walk ----------------------------------------------------------------
 
@@ -80,6 +46,76 @@ struct Tree {
         return p;
     }
 };
+
+// quorix.dat is writable by the group it names: what a member may put there.
+struct RefusalCase {
+    const char* name;
+    std::wstring group, path;  // an empty path: the tree's own inter-file directory
+    std::wstring refused;      // "key \"value\" in <file> is <reason>", or nothing
+};
+
+class Refusals : public ::testing::TestWithParam<RefusalCase> {};
+
+TEST_P(Refusals, NameTheValueTheFileAndTheReason)
+{
+    const RefusalCase& c = GetParam();
+    Tree t;
+    std::wstring path = c.path.empty() ? t.InterForward() : c.path, group = c.group;
+    if (group == L"<me>") {  // the account running the test: a user, not a group
+        wchar_t name[256];
+        DWORD size = 256;
+        ASSERT_TRUE(GetUserNameW(name, &size));
+        group = name;
+    }
+    if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
+        path = t.dir.File(L"linked");
+        char unixPath[1024] = {};
+        WideCharToMultiByte(CP_UTF8, 0, t.InterForward().c_str(), -1, unixPath, sizeof unixPath, nullptr, nullptr);
+        using ToUnix = char*(CDECL*)(const wchar_t*);
+        const auto toUnix = reinterpret_cast<ToUnix>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name"));
+        if (!toUnix) GTEST_SKIP() << "no Wine to make a link with";
+        std::wstring command = L"Z:\\bin\\ln -s inter ";
+        const char* at = toUnix(path.c_str());
+        command += std::wstring(at, at + strlen(at));
+        STARTUPINFOW si{sizeof si};
+        PROCESS_INFORMATION pi{};
+        ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+        for (int i = 0; i < 100 && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES; ++i) Sleep(50);
+    }
+    const std::wstring got = quorix::permissions::Refusal(t.fields, {group, path});
+    if (c.refused.empty()) {
+        EXPECT_EQ(got, L"");
+    } else {
+        const bool isGroup = c.refused.rfind(L"a group", 0) == 0 || c.refused == L"not a group";
+        EXPECT_EQ(got, L"Permissions left as they were: " +
+                           std::wstring(isGroup ? L"NTIUserGroup" : L"InterFileBasePath") + L" \"" +
+                           (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + c.refused);
+    }
+}
+
+const wchar_t kWide[] = L"a group wider than the machine's users";
+INSTANTIATE_TEST_SUITE_P(
+    Cases, Refusals,
+    ::testing::Values(RefusalCase{"UsersInTheTree", L"Users", L"", L""},
+                      RefusalCase{"UnknownNameFailsLaterOnItsOwn", L"No Such Group 4711", L"", L""},
+                      RefusalCase{"OtherDrive", L"Users", L"D:/qx/data", L""},
+                      RefusalCase{"Everyone", L"Everyone", L"", kWide},
+                      RefusalCase{"EveryoneAnyCase", L"eVERYONE", L"", kWide},
+                      RefusalCase{"Anonymous", L"ANONYMOUS LOGON", L"", kWide},
+                      RefusalCase{"AuthenticatedUsers", L"NT AUTHORITY\\Authenticated Users", L"", kWide},
+                      RefusalCase{"Network", L"NETWORK", L"", kWide},
+                      RefusalCase{"GuestsTheDefault", L"Guests", L"", kWide},
+                      RefusalCase{"AUser", L"<me>", L"", L"not a group"},
+                      RefusalCase{"LinkedDirectory", L"Users", L"<link>", L"a link or junction"},
+                      RefusalCase{"Dot", L"Users", L".", L"not an absolute path on a local drive"},
+                      RefusalCase{"Relative", L"Users", L"qx/data", L"not an absolute path on a local drive"},
+                      RefusalCase{"Unc", L"Users", L"//server/share/data", L"not an absolute path on a local drive"},
+                      RefusalCase{"DotDot", L"Users", L"D:/qx/../Windows", L"a path with . or .. in it"},
+                      RefusalCase{"DriveRoot", L"Users", L"C:/", L"the root of a drive"},
+                      RefusalCase{"System32", L"Users", L"C:/Windows/System32", L"inside the Windows or program folders"},
+                      RefusalCase{"ProgramFiles", L"Users", L"c:/program files/Common Files",
+                                  L"inside the Windows or program folders"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 struct Walk {
     UINT result = 0;

@@ -8,6 +8,9 @@
 # The path in front of /cgi/ picks the server's state:
 #   /down/...    the service isn't running: the status page for every key
 #   /broken/...  the packed file is damaged
+#   /slow/...    a byte every half second for half a minute
+#   /auth/...    the user the server let in
+#   .../proxyauth/...  a proxy that asks for credentials
 #   anything else  a running server
 use strict;
 use warnings;
@@ -42,6 +45,27 @@ if ($path =~ m{^/down/}) {
     reply('200 OK', 'text/html',
           "<HTML>\r\n<BODY><H1>Quorix search status page</H1>\r\n"
           . "<P>The Quorix service is not running.</P>\r\n</BODY>\r\n</HTML>\r\n");
+}
+
+reply('200 OK', 'text/plain', "user=$ENV{REMOTE_USER}\n") if $path =~ m{^/auth/};
+if ($path =~ m{/proxyauth/}) {
+    # A proxy that wants credentials: 407 until they come, then who came.
+    if (!defined $ENV{QX_PROXY_AUTH}) {
+        binmode STDOUT;
+        print "Status: 407 Proxy Authentication Required\r\nProxy-Authenticate: Basic realm=\"qx\"\r\n"
+            . "Content-Type: text/plain\r\nContent-Length: 0\r\n\r\n";
+        exit 0;
+    }
+    require MIME::Base64;
+    reply('200 OK', 'text/plain', 'proxy=' . MIME::Base64::decode_base64($ENV{QX_PROXY_AUTH}) . "\n");
+}
+if ($path =~ m{^/slow/}) {
+    # A server that answers a byte at a time, never quite stalling.
+    $| = 1;
+    binmode STDOUT;
+    print "Status: 200 OK\r\nContent-Type: text/plain\r\n\r\n";
+    for (1 .. 60) { print "x"; select(undef, undef, undef, 0.5); }
+    exit 0;
 }
 
 my $show = $query{Show} // '';

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 #include "msiu/deferred.h"
 #include "msiu/error.h"
@@ -209,8 +210,107 @@ INSTANTIATE_TEST_SUITE_P(
                       TxCase{"UpgradeRollback", "old", nullptr, nullptr, 'r', "old", nullptr, nullptr},
                       TxCase{"CommitReplacesOlderBackup", "old", nullptr, "older", 'c', "new", nullptr, "old"},
                       TxCase{"RollbackLeavesOlderBackup", "old", nullptr, "older", 'r', "old", nullptr, "older"},
-                      TxCase{"StaleTempTakenAsOldOnCommit", nullptr, "stale", nullptr, 'c', "new", nullptr, "stale"},
-                      TxCase{"StaleTempRestoredOnRollback", nullptr, "stale", nullptr, 'r', "stale", nullptr, nullptr}),
+                      TxCase{"StaleTempKeptAsBackupOnCommit", nullptr, "stale", nullptr, 'c', "new", nullptr, "stale"},
+                      TxCase{"StaleTempNeverRestoredOnRollback", nullptr, "stale", nullptr, 'r', "new", nullptr, "stale"},
+                      TxCase{"StaleTempBesideFKeptAsBackup", "old", "stale", "older", 'r', "old", nullptr, "stale"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// What a member of the group that may write F's directory can leave there
+// before an install: each execute either goes through with its log line or
+// refuses with the file and the reason and changes nothing, and the next
+// install (the trap gone) goes through.
+enum class Lay { LinkAtF, LinkedDir, LinkAtT, LinkAtN, StaleT, StalePart, ReadOnlyF, LockedF, ReadOnlyB };
+struct TrapCase {
+    const char* name;
+    Lay lay;
+    const wchar_t* fatal;  // %s: F, its directory or the leftover
+    HRESULT code;          // the platform's reason ends a "Reason: " text
+    const wchar_t* info;
+    const char* B;  // after the execute that went through and its commit
+};
+
+std::wstring g_linked;  // the name that looks like a link or junction
+unsigned long LinkProbe(const wchar_t* path)
+{
+    const DWORD a = GetFileAttributesW(path);
+    if (g_linked != path) return a;
+    return (a == INVALID_FILE_ATTRIBUTES ? FILE_ATTRIBUTE_NORMAL : a) | FILE_ATTRIBUTE_REPARSE_POINT;
+}
+
+class Traps : public FileOps, public ::testing::WithParamInterface<TrapCase> {};
+
+TEST_P(Traps, RefusedOrCleanedNeverFollowed)
+{
+    const TrapCase& c = GetParam();
+    msiu::FileTransaction tx(F);
+    qxtest::WriteFileBytes(F, "old");
+    qxtest::WriteFileBytes(tx.Backup(), "older");
+    const std::wstring part = tx.Temp() + L".part", directory = F.substr(0, F.rfind(L'\\'));
+    const std::map<Lay, std::wstring> named{{Lay::LinkAtF, F},         {Lay::LinkedDir, directory},
+                                            {Lay::LinkAtT, tx.Temp()}, {Lay::LinkAtN, tx.Staging()},
+                                            {Lay::StaleT, tx.Temp()},  {Lay::StalePart, part},
+                                            {Lay::ReadOnlyF, F},       {Lay::LockedF, F},
+                                            {Lay::ReadOnlyB, F}};
+    const std::wstring& name = named.at(c.lay);
+    HANDLE lock = INVALID_HANDLE_VALUE;
+    switch (c.lay) {
+    case Lay::LinkAtF: case Lay::LinkedDir: g_linked = name; break;
+    case Lay::LinkAtT: case Lay::LinkAtN: g_linked = name; [[fallthrough]];
+    case Lay::StaleT: case Lay::StalePart: qxtest::WriteFileBytes(name, "stale"); break;
+    case Lay::ReadOnlyF: SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_READONLY); break;
+    case Lay::LockedF: lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr); break;
+    case Lay::ReadOnlyB: SetFileAttributesW(tx.Backup().c_str(), FILE_ATTRIBUTE_READONLY); break;
+    }
+    msiu::detail::SetAttributeProbe(&LinkProbe);
+    const auto execute = [&] {
+        tx.SaveOriginal();
+        qxtest::WriteFileBytes(tx.Staging(), "new");
+        ASSERT_TRUE(tx.InstallStaging());
+    };
+    const UINT first = Run(execute);
+    if (c.fatal) {
+        EXPECT_EQ(first, 1603u);
+        std::wstring text = msiu::Format(c.fatal, name.c_str());
+        if (text.back() == L' ') text += qxtest::SystemText(c.code);
+        EXPECT_EQ(s.capture.Texts(0).at(0), L"T:  " + text + msiu::Format(L"  (0x%08X)", c.code));
+        if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
+        EXPECT_EQ(qxtest::ReadFileBytes(F), "old");
+        EXPECT_EQ(qxtest::Exists(tx.Temp()), c.lay == Lay::LinkAtT);
+        // The trap gone, the next install goes through.
+        g_linked.clear();
+        SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
+        DeleteFileW(tx.Temp().c_str());
+        EXPECT_EQ(Run(execute), 0u);
+    } else {
+        EXPECT_EQ(first, 0u);
+    }
+    if (c.info) {
+        const auto info = s.capture.Texts(0x4000000);
+        EXPECT_NE(std::find(info.begin(), info.end(), L"T:  " + msiu::Format(c.info, name.c_str())), info.end());
+    }
+    g_linked.clear();
+    EXPECT_EQ(Run([&] { tx.Commit(); }), 0u);
+    msiu::detail::SetAttributeProbe(nullptr);
+    EXPECT_EQ(qxtest::ReadFileBytes(F), "new");
+    EXPECT_EQ(qxtest::ReadFileBytes(tx.Backup()), c.B);
+    EXPECT_EQ(GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part}) EXPECT_FALSE(qxtest::Exists(gone));
+}
+
+const wchar_t* const kLink = L"Not following a link or junction: %s";
+const wchar_t* const kCantChange = L"Can't change \"%s\".  Reason: ";
+const HRESULT kDenied = static_cast<HRESULT>(0x80070005);
+INSTANTIATE_TEST_SUITE_P(
+    Directory, Traps,
+    ::testing::Values(TrapCase{"LinkAtF", Lay::LinkAtF, kLink, kDenied, nullptr, "old"},
+                      TrapCase{"LinkedDirectory", Lay::LinkedDir, kLink, kDenied, nullptr, "old"},
+                      TrapCase{"LinkAtLeftoverT", Lay::LinkAtT, kLink, kDenied, nullptr, "old"},
+                      TrapCase{"LinkAtN", Lay::LinkAtN, nullptr, 0, L"Removed unfinished file: %s", "old"},
+                      TrapCase{"LeftoverT", Lay::StaleT, nullptr, 0, L"Found a file left by an earlier install: %s", "old"},
+                      TrapCase{"LeftoverPart", Lay::StalePart, nullptr, 0, L"Removed unfinished file: %s", "old"},
+                      TrapCase{"ReadOnlyF", Lay::ReadOnlyF, kCantChange, kDenied, nullptr, "old"},
+                      TrapCase{"LockedF", Lay::LockedF, kCantChange, static_cast<HRESULT>(0x80070020), nullptr, "old"},
+                      TrapCase{"ReadOnlyBackup", Lay::ReadOnlyB, nullptr, 0, nullptr, "old"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

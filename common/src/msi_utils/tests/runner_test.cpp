@@ -168,7 +168,13 @@ TEST(Runner, ChildOutlivingTheLimitFailsTheRunAndIsLeftRunning)
     const std::wstring out = dir.File(L"o.log");
     const std::wstring pidFile = dir.File(L"pid.txt");
     const std::wstring command = Child(L"\"pidfile:" + pidFile + L"\" out:started sleep:60000 out:never");
+    // An inheritable handle of the parent's that the child is not given.
+    const std::wstring held = dir.File(L"held.txt");
+    SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+    HANDLE parents = CreateFileW(held.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit,
+                                 CREATE_ALWAYS, 0, nullptr);
     const RunResult r = RunIn(command, out, false, 1500);
+    CloseHandle(parents);
     EXPECT_EQ(r.result, 1603u);
     EXPECT_EQ(r.fatal, std::vector<std::wstring>{L"Run:  Timed out running command: " + command + L"  (0x80070102)"});
     EXPECT_EQ(r.info.size(), 2u) << "no exit code line";
@@ -181,6 +187,7 @@ TEST(Runner, ChildOutlivingTheLimitFailsTheRunAndIsLeftRunning)
     EXPECT_EQ(CreateFileW(out.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                           nullptr),
               INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(DeleteFileW(held.c_str())) << "the child holds no other handle: " << GetLastError();
     EXPECT_TRUE(TerminateProcess(child, 9));
     EXPECT_EQ(WaitForSingleObject(child, 10000), static_cast<DWORD>(WAIT_OBJECT_0));
     CloseHandle(child);

@@ -3,18 +3,43 @@
 // http_url_curl.cpp (libcurl).
 #include "orvane/http_url.h"
 
+#include <cctype>
 #include <cstdio>
+#include <cstdlib>
 
 #include "orvane/qx_errors.h"
 #include "orvane/qx_zip.h"
 
 namespace qxparser_internal {
 
+size_t maxBodyBytes = 64u << 20;
+
+std::string tooLongText(const std::string& shownUrl)
+{
+    return "answer longer than " + std::to_string(maxBodyBytes) + " bytes, with URL:" + shownUrl;
+}
+
+std::string tooSlowText(const std::string& shownUrl, int seconds)
+{
+    return "no whole answer within " + std::to_string(seconds) + " seconds, with URL:" + shownUrl;
+}
+
+std::string withoutCredentials(const std::string& url)
+{
+    const size_t scheme = url.find("://");
+    if (scheme == std::string::npos) return url;
+    const size_t slash = url.find('/', scheme + 3);
+    const size_t at = url.rfind('@', slash == std::string::npos ? std::string::npos : slash);
+    if (at == std::string::npos || at < scheme + 3) return url;
+    return url.substr(0, scheme + 3) + url.substr(at + 1);
+}
+
 bool parseUrl(const std::string& url, url_parts& parts)
 {
     parts = url_parts();
-    // Case-sensitive on purpose: "HTTPS://" makes a plain request.
-    parts.secure = url.compare(0, 8, "https://") == 0;
+    std::string scheme8 = url.substr(0, 8);
+    for (char& c : scheme8) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    parts.secure = scheme8 == "https://";
     const int defaultPort = parts.secure ? 443 : 0;  // 0: the service's standard port
 
     size_t scheme = url.find("://");
@@ -41,8 +66,15 @@ bool parseUrl(const std::string& url, url_parts& parts)
     if (url[hostEnd] == ':') {
         size_t portEnd = url.find('/', hostEnd + 1);
         std::string portText = url.substr(hostEnd + 1, portEnd - hostEnd - 1);
-        int port = 0;
-        if (std::sscanf(portText.c_str(), "%d", &port) == 1) parts.port = port;
+        // Leading digits, as far as they go; a number no port can have is no URL.
+        const size_t digits = portText.find_first_not_of("0123456789");
+        const std::string number = portText.substr(0, digits);
+        if (!number.empty()) {
+            if (number.size() > 5) return false;
+            const long port = std::strtol(number.c_str(), nullptr, 10);
+            if (port < 1 || port > 65535) return false;
+            parts.port = static_cast<int>(port);
+        }
         hostEnd = portEnd;
     }
     parts.object = url.substr(hostEnd + 1);
@@ -67,14 +99,17 @@ bool HttpUrl::get(const std::string& url)
         errors->getErrorRepository().addError(qxerr::httpFailed, "invalid url");
         return false;
     }
-    return transfer(url, parts.secure, parts.host, parts.port, parts.user, parts.password, parts.object);
+    // The URL reaches messages, and through them the install log, without its credentials.
+    return transfer(qxparser_internal::withoutCredentials(url), parts.secure, parts.host, parts.port, parts.user,
+                    parts.password, parts.object);
 }
 
 bool HttpUrl::fetch(const std::string& baseUrl, const char* key)
 {
     body.clear();
     if (baseUrl.size() < 8) {
-        errors->getErrorRepository().addError(qxerr::invalidUrl, baseUrl.c_str());
+        errors->getErrorRepository().addError(qxerr::invalidUrl,
+                                              qxparser_internal::withoutCredentials(baseUrl).c_str());
         return false;
     }
     std::string url = baseUrl;

@@ -23,13 +23,20 @@ struct slist_deleter {
 struct response {
     std::string received;
     std::string reason;  // of the last status line: redirects are followed
+    bool tooLong = false;
 };
 
 size_t onBody(char* data, size_t size, size_t count, void* user)
 {
-    static_cast<response*>(user)->received.append(data, size * count);
+    auto* r = static_cast<response*>(user);
+    if (r->received.size() + size * count > qxparser_internal::maxBodyBytes) {
+        r->tooLong = true;
+        return 0;  // ends the transfer
+    }
+    r->received.append(data, size * count);
     return size * count;
 }
+
 
 size_t onHeader(char* data, size_t size, size_t count, void* user)
 {
@@ -117,7 +124,22 @@ bool HttpUrl::transfer(const std::string& url, bool secure, const std::string& h
     curl_easy_setopt(c, CURLOPT_HEADERFUNCTION, onHeader);
     curl_easy_setopt(c, CURLOPT_HEADERDATA, &r);
 
+    const long limit = qxparser_internal::kTransferTimeouts * (seconds > 0 ? seconds : 1);
+    curl_easy_setopt(c, CURLOPT_TIMEOUT, limit);
+
     CURLcode rc = curl_easy_perform(c);
+    if (r.tooLong || rc == CURLE_OPERATION_TIMEDOUT) {
+        // Both limits have the same texts as on Windows; a connect time-out
+        // is libcurl's own.
+        long answered = 0;
+        const bool slow = !r.tooLong && curl_easy_getinfo(c, CURLINFO_RESPONSE_CODE, &answered) == CURLE_OK &&
+                          answered != 0;
+        if (r.tooLong || slow) {
+            list.addError(qxerr::httpFailed, r.tooLong ? qxparser_internal::tooLongText(url).c_str()
+                                                       : qxparser_internal::tooSlowText(url, static_cast<int>(limit)).c_str());
+            return false;
+        }
+    }
     if (rc != CURLE_OK) {
         list.addError(qxerr::httpFailed, callErrorText(curl_easy_strerror(rc), url, "curl_easy_perform").c_str());
         return false;

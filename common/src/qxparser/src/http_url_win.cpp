@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -149,9 +150,17 @@ bool HttpUrl::transfer(const std::string& url, bool secure, const std::string& h
         list.addError(qxerr::httpFailed, callErrorText(url, "HttpQueryInfo").c_str());
     }
 
+    const int limit = qxparser_internal::kTransferTimeouts * std::max(settings.getTimeoutSeconds(), 1);
+    const ULONGLONG start = GetTickCount64();
     for (;;) {
+        if (GetTickCount64() - start > static_cast<ULONGLONG>(limit) * 1000u) {
+            body.clear();
+            list.addError(qxerr::httpFailed, qxparser_internal::tooSlowText(url, limit).c_str());
+            return false;
+        }
         DWORD available = 0;
         if (!InternetQueryDataAvailable(request.get(), &available, 0, 0)) {
+            body.clear();
             // No retry: a connection that fails here rarely recovers, and a
             // partial body must not pass for the file.
             list.addError(qxerr::httpFailed, callErrorText(url, "InternetQueryDataAvailable").c_str());
@@ -161,10 +170,16 @@ bool HttpUrl::transfer(const std::string& url, bool secure, const std::string& h
         std::unique_ptr<char[]> buffer(new char[available + 2]);
         DWORD read = 0;
         if (!InternetReadFile(request.get(), buffer.get(), available, &read)) {
+            body.clear();
             list.addError(qxerr::httpFailed, callErrorText(url, "InternetReadFile").c_str());
             return false;
         }
         if (read == 0) return true;
+        if (body.size() + read > qxparser_internal::maxBodyBytes) {
+            body.clear();
+            list.addError(qxerr::httpFailed, qxparser_internal::tooLongText(url).c_str());
+            return false;
+        }
         body.append(buffer.get(), read);
     }
 }

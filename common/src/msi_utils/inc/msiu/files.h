@@ -19,6 +19,10 @@ std::wstring ToBackSlashes(const std::wstring& path);
 std::wstring GetTempDir();
 std::wstring MakeTempFileName();
 
+// Refuses, with "Not following a link or junction: %s", a path that is a
+// link or junction or whose directory is one.
+void RefuseLinks(const std::wstring& path);
+
 // F, its T (F.tmp, the old version during the install) and B (F.bak, the old
 // version after commit). The new F is written as N (F.new) and put in
 // place by one rename, so that an install that dies at any point leaves F
@@ -34,8 +38,12 @@ public:
     const std::wstring& Backup() const { return backup_; }
     const std::wstring& Staging() const { return staging_; }
 
-    // Execute: keep the old F as T, when there is an F.
-    void SaveOriginal();
+    // Execute: keep the old F as T, when there is an F (required: F must be
+    // there). Refuses a link or junction at F or in place of its directory,
+    // and an F that could not be replaced (read-only, locked) before
+    // anything changes. Removes what an interrupted install left: N and
+    // T.part; a T becomes B.
+    void SaveOriginal(bool required = false);
     // Execute: N, written and closed by the caller, replaces F (keeping F's
     // security and attributes when there is an F). False with the platform's
     // last error when that fails; N is then gone and F as it was.
@@ -57,6 +65,11 @@ namespace detail {
 // "move", "replace"), with the file it makes. Tests stop a process there.
 using FileStepHook = void (*)(const wchar_t* operation, const std::wstring& path);
 void SetFileStepHook(FileStepHook hook);
+// Where the attributes of a name come from (GetFileAttributesW unless set).
+// Wine shows a link to a directory as a reparse point but a link to a file
+// as the file: tests make a name look like a link here.
+using AttributeProbe = unsigned long (*)(const wchar_t* path);
+void SetAttributeProbe(AttributeProbe probe);
 }  // namespace detail
 
 }  // namespace msiu

@@ -1,6 +1,7 @@
 // Reads one configuration file from a running Quorix web server: a plain GET
 // of a URL, or one of the fetchers that ask the server's get_params.pl for a
-// file by its key. The whole body is held in memory.
+// file by its key. The whole body is held in memory, so it has a limit, and
+// the whole transfer has a time limit besides the per-call time-out.
 #pragma once
 
 #include <string>
@@ -58,7 +59,19 @@ struct url_parts {
     std::string object;  // behind the first slash after the host, without it
 };
 
-// False if the URL has no "://" or no slash behind it.
+// False if the URL has no "://" or no slash behind it, or a port outside
+// 1-65535. The scheme is compared without regard to case.
 bool parseUrl(const std::string& url, url_parts& parts);
+
+// The URL as messages show it: without "user:password@".
+std::string withoutCredentials(const std::string& url);
+
+// The most a body may hold (tests lower it), and the whole transfer's limit
+// as a multiple of the connection's time-out: a server that trickles a byte
+// now and then holds no install for ever.
+extern size_t maxBodyBytes;
+constexpr int kTransferTimeouts = 4;
+std::string tooLongText(const std::string& shownUrl);
+std::string tooSlowText(const std::string& shownUrl, int seconds);
 
 }  // namespace qxparser_internal

@@ -72,12 +72,20 @@ int usageError(std::ostream& err, const std::string& text)
     return kExitUsage;
 }
 
+// What an upgrade would refuse, check and roundtrip refuse too.
+bool readWhole(orvane::qx_datfile& dat, const std::string& file)
+{
+    dat.setFileName(file);
+    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
+    if (dat.read() && !dat.hasMainSections())
+        dat.getErrorRepository().addError(orvane::qxerr::noMainSections, file.c_str());
+    return dat.isValid();
+}
+
 int check(const std::string& file, std::ostream& out)
 {
     orvane::qx_datfile dat;
-    dat.setFileName(file);
-    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
-    bool valid = dat.read();
+    const bool valid = readWhole(dat, file);
     printMessages(dat.getErrorRepository(), out);
     return valid ? kExitOk : kExitInvalid;
 }
@@ -85,9 +93,7 @@ int check(const std::string& file, std::ostream& out)
 int roundtrip(const std::string& file, const std::string& target, std::ostream& out)
 {
     orvane::qx_datfile dat;
-    dat.setFileName(file);
-    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
-    bool valid = dat.read();
+    bool valid = readWhole(dat, file);
     // A save clears the list: keep what the read said.
     orvane::qx_errorlist messages;
     messages.appendFrom(dat.getErrorRepository());

@@ -79,6 +79,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     if (!existingPath.empty()) {
         setFileName(existingPath);
         read();
+        if (isValid() && !hasMainSections()) errorList.addError(qxerr::noMainSections, existingPath.c_str());
         if (!isValid()) {
             errors.appendFrom(errorList);
             return false;
@@ -123,6 +124,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         for (int r = 1; r <= kHighestRule; ++r) {
             if (templateRules.getRule(r).isActive() && !rules.getRule(r).isActive()) {
                 rules.setRule(r, templateRules.getRule(r));
+                rules.setAvailable(true);
                 errors.addError(qxerr::parseRuleAdded, r);
             }
         }
@@ -158,11 +160,16 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
                     errors.addError(qxerr::parseRuleChanged, ref.label, old, r);
                     (entry.*ref.set)(r);
                 }
-                if (added) errors.addError(qxerr::parseRuleAdded, r);
+                if (added) {
+                    rules.setAvailable(true);
+                    errors.addError(qxerr::parseRuleAdded, r);
+                }
             }
             entry.setActive(false);
-            if (swissProtAdded)
+            if (swissProtAdded) {
                 databaseCopy.appendDatabase(entry);
+                databaseCopy.setAvailable(true);
+            }
             else
                 databaseCopy.updateDatabase(found, entry);
         }
@@ -197,7 +204,10 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         const qx_wwwoptions& templateWww = templ.getWWWOptions();
         for (const char* name : {"SwissProt_SEQ", "SwissProt_REP"}) {
             const int k = templateWww.findName(name);
-            if (www.findName(name) < 0 && k >= 0) www.appendEntry(name, templateWww.getValue(k), " ");
+            if (www.findName(name) < 0 && k >= 0) {
+                www.appendEntry(name, templateWww.getValue(k), " ");
+                www.setAvailable(true);
+            }
         }
     }
     replacePlaceholders(www, root, host, url);
@@ -229,6 +239,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             if (options.findName(name) >= 0) continue;
             const std::string value = templateOptions.getValue(k);
             options.appendEntry(name, value, " ");
+            // What the log says was added is in the saved file.
+            options.setAvailable(true);
             errors.addError(qxerr::optionAdded, name.c_str(), value.c_str());
         }
     }

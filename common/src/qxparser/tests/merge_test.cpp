@@ -247,13 +247,15 @@ std::vector<edge_case> edgeCases()
          {"SubClusterSet 0 1"}},
         // Fuzz find: the uncomment took a setting's name away at every merge.
         {"setting_mentioning_home_from_master_keeps_its_name",
-         "Cluster\nEnabled 0\nSubClusterSet 0 9\nNote see DefaultNodeHomeDirFromMaster x\nend\n", with(8),
+         "Options\nend\nCluster\nEnabled 0\nSubClusterSet 0 9\nNote see DefaultNodeHomeDirFromMaster x\nend\n", with(8),
          {"Note see DefaultNodeHomeDirFromMaster x"}, {"see DefaultNodeHomeDirFromMaster x"}},
         {"commented_home_from_master_in_the_file_becomes_active",
-         "Cluster\nEnabled 0\nSubClusterSet 0 9\n#  DefaultNodeHomeDirFromMaster y\nend\n", with(8),
+         "Options\nend\nCluster\nEnabled 0\nSubClusterSet 0 9\n#  DefaultNodeHomeDirFromMaster y\nend\n", with(8),
          {"DefaultNodeHomeDirFromMaster y"}, {"#  DefaultNodeHomeDirFromMaster y"}},
         {"option_under_a_comment_only_is_appended", "Options\n# MaxQueries 50\nend\n", with(32),
          {"# MaxQueries 50", "MaxQueries 10000"}, {}},
+        {"what_is_added_is_saved_without_its_section", "Databases\nend\n", with(32 | 2),
+         {"MaxQueries 10000", "RULE_8\t\">[^|]*|\\([^ ]*\\)\""}, {}},
         {"first_install_leaves_swissprot_commented", "", with(136),
          {"# SwissProt\tD:/seq/sp.fasta\tAA\t1234\t1\t1\t1\t4\t0\t1\t6\t7\t8\t3"}, {}},
     };
@@ -378,7 +380,7 @@ TEST_F(MergeTest, FailuresEndInTheirMessage)
         {"empty_computer_name", "", 136, false, "", "Failed to determine the hostname"},
         {"no_free_rule", full.c_str(), 4, false, "QXHOST",
          "Failed to added parse rule required for SwissProt - too many rules already in quorix.dat?"},
-        {"no_subclusterset", "Cluster\nEnabled 0\nend\n", 8, false, "QXHOST", "No SubClusterSet entry in quorix.dat"},
+        {"no_subclusterset", "Options\nend\nCluster\nEnabled 0\nend\n", 8, false, "QXHOST", "No SubClusterSet entry in quorix.dat"},
     };
     const std::string templ = file("template.dat", kSmallTemplate);
     for (const failure_case& c : cases) {

@@ -62,6 +62,12 @@ public:
     // Null deletes section n; otherwise it is made if missing and copied.
     void setTaxonomyRules(int n, const qx_taxonomyrules* rules);
     int getNumberOfTaxonomyRules() const { return kHighestTaxonomy; }
+    // A file without any of Databases, PARSE and Options is cut short or no
+    // quorix.dat at all: nothing to upgrade.
+    bool hasMainSections() const
+    {
+        return databases.isAvailable() || parseOptions.isAvailable() || quorixOptions.isAvailable();
+    }
 
     // Compiles the parse rules that the active databases name, up to the
     // first inactive one; a rule that isn't defined is reported. `read`

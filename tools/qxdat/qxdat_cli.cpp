@@ -34,8 +34,9 @@ const char kUsage[] =
     "check      reads FILE and prints its messages as the install log shows them;\n"
     "           exits 1 if the file isn't valid.\n"
     "roundtrip  reads FILE and saves it again, to OUT if given, else in place;\n"
-    "           exits 1 if the file isn't valid (nothing is written then) or the\n"
-    "           save fails.\n"
+    "           the new file is written beside and renamed over the old one when\n"
+    "           it is whole. Exits 1 if the file isn't valid or the save fails:\n"
+    "           nothing is changed then.\n"
     "merge      runs the install's merge of the package's TEMPLATE (not.quorix.dat):\n"
     "           a first install without EXISTING, an upgrade of EXISTING with it.\n"
     "           The result goes to OUT if given, else to standard output; TEMPLATE\n"
@@ -72,61 +73,6 @@ int usageError(std::ostream& err, const std::string& text)
     return kExitUsage;
 }
 
-// What an upgrade would refuse, check and roundtrip refuse too.
-bool readWhole(orvane::qx_datfile& dat, const std::string& file)
-{
-    dat.setFileName(file);
-    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
-    if (dat.read() && !dat.hasMainSections())
-        dat.getErrorRepository().addError(orvane::qxerr::noMainSections, file.c_str());
-    return dat.isValid();
-}
-
-int check(const std::string& file, std::ostream& out)
-{
-    orvane::qx_datfile dat;
-    const bool valid = readWhole(dat, file);
-    printMessages(dat.getErrorRepository(), out);
-    return valid ? kExitOk : kExitInvalid;
-}
-
-int roundtrip(const std::string& file, const std::string& target, std::ostream& out)
-{
-    orvane::qx_datfile dat;
-    bool valid = readWhole(dat, file);
-    // A save clears the list: keep what the read said.
-    orvane::qx_errorlist messages;
-    messages.appendFrom(dat.getErrorRepository());
-    if (valid) {
-        if (!target.empty()) dat.setFileName(target);
-        valid = dat.save();
-        messages.appendFrom(dat.getErrorRepository());
-    }
-    printMessages(messages, out);
-    return valid ? kExitOk : kExitInvalid;
-}
-
-// What the installer would hand the merge; the defaults stand for a plain
-// install on the system drive.
-struct merge_request {
-    std::string templatePath, existingPath, target;
-    std::string root = QXDAT_DEFAULT_ROOT;
-    std::string url = QXDAT_DEFAULT_URL;
-    std::string sequence = QXDAT_DEFAULT_SEQ;
-    std::string users, admins;
-    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false;
-};
-
-// The installer's flags: bits 3 and 7 on a first install, the upgrade steps
-// when a file exists, then the cluster choice and the SwissProt feature.
-uint32_t mergeFlags(const merge_request& r)
-{
-    uint32_t flags = r.existingPath.empty() ? 136 : 243;
-    if (r.clusterSet) flags |= 8;
-    if (r.swissProt) flags |= 4;
-    return flags;
-}
-
 // Removes the file it names unless released: a failed write leaves nothing.
 struct temp_file {
     std::string path;
@@ -156,6 +102,85 @@ int cannotWrite(std::ostream& err, const std::string& what, int code)
 {
     err << "qxdat: can't write " << what << ": " << std::strerror(code) << "\n";
     return kExitInvalid;
+}
+
+// Saves beside `target` and renames over it once the new file is whole and
+// on disk: a failed save (a full disk) leaves `target` as it was.
+bool saveWhole(orvane::qx_datfile& dat, const std::string& target, orvane::qx_errorlist& messages,
+               std::ostream& err)
+{
+    temp_file saved;
+    if (!makeTemp(target + ".XXXXXX", saved)) {
+        cannotWrite(err, target, errno);
+        return false;
+    }
+    struct stat old;
+    if (::stat(target.c_str(), &old) == 0) ::chmod(saved.path.c_str(), old.st_mode & 07777);
+    dat.setFileName(saved.path);
+    const bool written = dat.save();
+    dat.setFileName(target);
+    messages.appendFrom(dat.getErrorRepository());
+    if (!written) return false;
+    const int fd = ::open(saved.path.c_str(), O_RDONLY);
+    const bool synced = fd >= 0 && ::fsync(fd) == 0;
+    if (fd >= 0) ::close(fd);
+    if (!synced || std::rename(saved.path.c_str(), target.c_str()) != 0) {
+        cannotWrite(err, target, errno);
+        return false;
+    }
+    saved.path.clear();
+    return true;
+}
+
+// What an upgrade would refuse, check and roundtrip refuse too.
+bool readWhole(orvane::qx_datfile& dat, const std::string& file)
+{
+    dat.setFileName(file);
+    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
+    if (dat.read() && !dat.hasMainSections())
+        dat.getErrorRepository().addError(orvane::qxerr::noMainSections, file.c_str());
+    return dat.isValid();
+}
+
+int check(const std::string& file, std::ostream& out)
+{
+    orvane::qx_datfile dat;
+    const bool valid = readWhole(dat, file);
+    printMessages(dat.getErrorRepository(), out);
+    return valid ? kExitOk : kExitInvalid;
+}
+
+int roundtrip(const std::string& file, const std::string& target, std::ostream& out, std::ostream& err)
+{
+    orvane::qx_datfile dat;
+    bool valid = readWhole(dat, file);
+    // A save clears the list: keep what the read said.
+    orvane::qx_errorlist messages;
+    messages.appendFrom(dat.getErrorRepository());
+    if (valid) valid = saveWhole(dat, target.empty() ? file : target, messages, err);
+    printMessages(messages, out);
+    return valid ? kExitOk : kExitInvalid;
+}
+
+// What the installer would hand the merge; the defaults stand for a plain
+// install on the system drive.
+struct merge_request {
+    std::string templatePath, existingPath, target;
+    std::string root = QXDAT_DEFAULT_ROOT;
+    std::string url = QXDAT_DEFAULT_URL;
+    std::string sequence = QXDAT_DEFAULT_SEQ;
+    std::string users, admins;
+    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false;
+};
+
+// The installer's flags: bits 3 and 7 on a first install, the upgrade steps
+// when a file exists, then the cluster choice and the SwissProt feature.
+uint32_t mergeFlags(const merge_request& r)
+{
+    uint32_t flags = r.existingPath.empty() ? 136 : 243;
+    if (r.clusterSet) flags |= 8;
+    if (r.swissProt) flags |= 4;
+    return flags;
 }
 
 // As the installer's execute phase: merge, activate SwissProt if asked, save.
@@ -317,7 +342,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         }
     }
     if (file.empty()) return usageError(err, command + " needs a FILE");
-    return command == "check" ? check(file, out) : roundtrip(file, target, out);
+    return command == "check" ? check(file, out) : roundtrip(file, target, out, err);
 }
 
 }  // namespace qxdat

@@ -2,9 +2,11 @@
 
 #include "test_machine.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -182,7 +184,25 @@ TEST(Qxdat, RoundtripWritesInPlaceOrToOut)
 
     Result bad = run({"roundtrip", in, "-o", dir() + "/no/dir/x.dat"});
     EXPECT_EQ(bad.code, qxdat::kExitInvalid);
-    EXPECT_NE(bad.out.find("qxparser [1:0] -- Failed to open file "), std::string::npos) << bad.out;
+    EXPECT_EQ(bad.err, "qxdat: can't write " + dir() + "/no/dir/x.dat: No such file or directory\n");
+
+    // A full disk in the middle of an in-place save: the file stays as it was.
+    const std::string rtDir = dir() + "/rt-full";
+    fs::create_directories(rtDir);
+    const std::string big = rtDir + "/big.dat", before = "Options\n# " + std::string(1000, 'x') + "\nend\n";
+    std::ofstream(big, std::ios::binary) << before;
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{}, small{};
+    ::getrlimit(RLIMIT_FSIZE, &old);
+    small = old;
+    small.rlim_cur = 100;
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    Result full = run({"roundtrip", big});
+    ::setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(full.code, qxdat::kExitInvalid);
+    EXPECT_NE(full.out.find("qxparser [1:0] -- Failed to wtite to file"), std::string::npos) << full.out;
+    EXPECT_EQ(read(big), before);
+    EXPECT_EQ(entries(rtDir), std::vector<std::string>{"big.dat"});
 }
 
 TEST(Qxdat, CheckShowsTheMessagesOfEverySectionReader)

@@ -188,29 +188,6 @@ uint32_t mergeFlags(const merge_request& r)
 int merge(const merge_request& r, std::ostream& out, std::ostream& err)
 {
     std::ostream& log = r.target.empty() ? err : out;
-    orvane::qx_errorlist errors;
-    errors.setLoggingLevel(orvane::QX_SEV_INFO);
-    orvane::qx_datfile dat;
-    dat.mergeInstalledDefaults(errors, r.templatePath, r.existingPath, r.root, r.url, r.sequence, r.clusterMode,
-                               r.noApache ? 1 : 0, r.users, r.admins, mergeFlags(r));
-    printMessages(errors, log);
-    if (!errors.isValid()) return kExitInvalid;
-
-    if (r.swissProt) {
-        orvane::qx_databases databases = dat.getDatabases();
-        const int i = databases.findDatabase("SwissProt", true);
-        if (i < 0) {
-            err << "qxdat: Can't locate SwissProt entry in quorix.dat\n";
-            return kExitInvalid;
-        }
-        orvane::qx_databaseoptions entry = *databases.getDatabase(i);
-        entry.setActive(true);
-        databases.updateDatabase(i, entry);
-        dat.setDatabases(databases);
-        printMessages(dat.getErrorRepository(), log);
-        if (!dat.isValid()) return kExitInvalid;
-    }
-
     // Beside OUT, so that the rename can't cross file systems.
     std::string pattern = r.target + ".XXXXXX";
     if (r.target.empty()) {
@@ -221,10 +198,16 @@ int merge(const merge_request& r, std::ostream& out, std::ostream& err)
     }
     temp_file saved;
     if (!makeTemp(pattern, saved)) return cannotWrite(err, r.target.empty() ? "a temporary file" : r.target, errno);
-    dat.setFileName(saved.path);
-    const bool written = dat.save();
-    printMessages(dat.getErrorRepository(), log);
-    if (!written) return kExitInvalid;
+
+    orvane::qx_errorlist errors;
+    errors.setLoggingLevel(orvane::QX_SEV_INFO);
+    orvane::qx_datfile dat;
+    const auto result =
+        dat.installQuorixDat(errors, r.templatePath, r.existingPath, r.root, r.url, r.sequence, r.clusterMode,
+                             r.noApache ? 1 : 0, r.users, r.admins, mergeFlags(r), r.swissProt, saved.path);
+    printMessages(errors, log);
+    if (result == orvane::qx_datfile::noSwissProt) err << "qxdat: Can't locate SwissProt entry in quorix.dat\n";
+    if (result != orvane::qx_datfile::installed) return kExitInvalid;
 
     if (r.target.empty()) {
         std::ifstream in(saved.path, std::ios::binary);

@@ -347,7 +347,7 @@ TEST_F(QxdatMerge, AFailureWritesNothing)
         {"no_swissprot_to_activate", {"$D/t.dat", "--swissprot"}, nullptr,
          "Databases\nNCBInr\tx.fasta\tAA\t1234\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\nCluster\nSubClusterSet 0 ###THREADS###\nend\n",
          false, lastSet, "qxdat: Can't locate SwissProt entry in quorix.dat\n"},
-        {"out_folder_missing", {"$T", "-o", "$D/no/x.dat"}, nullptr, nullptr, false, lastSet,
+        {"out_folder_missing", {"$T", "-o", "$D/no/x.dat"}, nullptr, nullptr, false, "",
          "qxdat: can't write $D/no/x.dat: No such file or directory\n"},
         {"out_is_a_folder", {"$T", "-o", "$D/sub"}, nullptr, nullptr, false, lastSet,
          "qxdat: can't write $D/sub: Is a directory\n"},

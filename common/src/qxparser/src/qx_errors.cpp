@@ -90,6 +90,7 @@ const qx_messagerow kMessages[] = {
     {1, 6167, "%s has none of the sections Databases, PARSE and Options: it is cut short, empty or no quorix.dat. It was left as it is; move it aside for a first install"},
     {1, 6168, "%s, line %d: @include %s is not followed: %s"},
     {2, 6169, "%s, line %d: the regular expression %s is not compiled: %s"},
+    {2, 6170, "%s, line %d: dropped: %s"},
     {0, -1, nullptr},
 };
 

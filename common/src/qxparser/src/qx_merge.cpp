@@ -80,10 +80,11 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         setFileName(existingPath);
         read();
         if (isValid() && !hasMainSections()) errorList.addError(qxerr::noMainSections, existingPath.c_str());
-        if (!isValid()) {
-            errors.appendFrom(errorList);
-            return false;
-        }
+        // The read's warnings (a skipped mark, a rule over a limit) belong
+        // in the install's log as well.
+        errors.appendFrom(errorList);
+        clearAllErrors();
+        if (!errors.isValid()) return false;
         errors.addError(qxerr::existingLoaded, existingPath.c_str());
     } else {
         copyFrom(templ);
@@ -284,6 +285,32 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     }
     setClusterParams(cluster);
     return true;
+}
+
+qx_datfile::install_result qx_datfile::installQuorixDat(
+    qx_errorlist& errors, const std::string& templatePath, const std::string& existingPath,
+    const std::string& rootDir, const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
+    int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup, uint32_t flags,
+    bool activateSwissProt, const std::string& savePath)
+{
+    mergeInstalledDefaults(errors, templatePath, existingPath, rootDir, webUrl, sequenceDir, clusterMode, noApache,
+                           usersGroup, adminsGroup, flags);
+    if (!errors.isValid()) return mergeFailed;
+    if (activateSwissProt) {
+        qx_databases copy = databases;
+        const int i = copy.findDatabase("SwissProt", true);
+        if (i < 0) return noSwissProt;
+        qx_databaseoptions entry = *copy.getDatabase(i);
+        entry.setActive(true);
+        copy.updateDatabase(i, entry);
+        setDatabases(copy);
+        errors.appendFrom(errorList);
+        if (!isValid()) return activateFailed;
+    }
+    setFileName(savePath);
+    const bool saved = save();
+    errors.appendFrom(errorList);
+    return saved ? installed : saveFailed;
 }
 
 }  // namespace orvane

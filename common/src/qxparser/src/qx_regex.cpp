@@ -3,26 +3,19 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <regex>
 #include <vector>
 
-#ifdef _WIN32
-// The Windows C runtime has no regcomp. The standard library's basic grammar
-// is the same POSIX basic syntax, which is all a parse rule may use.
-#include <cstring>
-#include <regex>
-#else
+#ifndef _WIN32
 #include <regex.h>
 #endif
 
-namespace orvane {
+#include "qx_regex_std.h"
 
-#ifdef _WIN32
-
-struct qx_regex::engine {
-    std::regex expression;
-};
-
-namespace {
+// The Windows C runtime has no regcomp. The standard library's basic grammar
+// is the same POSIX basic syntax, which is all a parse rule may use. That
+// path is built everywhere, so that its fuzz target runs natively too.
+namespace qxparser_internal {
 
 // Rewrites a POSIX basic expression so that the standard library's grammar
 // takes what regcomp takes. A '*' at the start, behind a leading '^' or behind
@@ -88,22 +81,38 @@ std::string forStandardGrammar(const std::string& pattern)
     return out;
 }
 
-}  // namespace
-
-std::unique_ptr<qx_regex> qx_regex::compile(const std::string& pattern, std::string& error)
+bool compileStandard(const std::string& pattern, std::regex& expression, std::string& error)
 {
     error.clear();
-    if (!withinLimits(pattern, error)) return nullptr;
+    if (!orvane::qx_regex::withinLimits(pattern, error)) return false;
     try {
-        auto compiled = std::make_unique<engine>();
-        compiled->expression.assign(forStandardGrammar(pattern), std::regex::basic | std::regex::icase);
-        return std::unique_ptr<qx_regex>(new qx_regex(std::move(compiled)));
+        expression.assign(forStandardGrammar(pattern), std::regex::basic | std::regex::icase);
+        return true;
     } catch (const std::regex_error& e) {
         error = e.what();
     } catch (const std::bad_alloc&) {
         error = "Out of memory";
     }
-    return nullptr;
+    return false;
+}
+
+}  // namespace qxparser_internal
+
+namespace orvane {
+
+#ifdef _WIN32
+
+struct qx_regex::engine {
+    std::regex expression;
+};
+
+std::unique_ptr<qx_regex> qx_regex::compile(const std::string& pattern, std::string& error)
+{
+    error.clear();
+    if (!withinLimits(pattern, error)) return nullptr;
+    auto compiled = std::make_unique<engine>();
+    if (!qxparser_internal::compileStandard(pattern, compiled->expression, error)) return nullptr;
+    return std::unique_ptr<qx_regex>(new qx_regex(std::move(compiled)));
 }
 
 size_t qx_regex::subExpressionCount() const

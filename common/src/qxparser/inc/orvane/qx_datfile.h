@@ -83,6 +83,17 @@ public:
                                 int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
                                 uint32_t flags);
 
+    // The install's execute phase on quorix.dat, for the installer and qxdat
+    // alike: the merge above, then SwissProt's entry made active if asked,
+    // then a save to savePath (a new file that the caller puts in place).
+    // All messages go to `errors`; the result names the step that failed.
+    enum install_result { installed, mergeFailed, noSwissProt, activateFailed, saveFailed };
+    install_result installQuorixDat(qx_errorlist& errors, const std::string& templatePath,
+                                    const std::string& existingPath, const std::string& rootDir,
+                                    const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
+                                    int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
+                                    uint32_t flags, bool activateSwissProt, const std::string& savePath);
+
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
     const qx_connection_settings& getConnectionSettings() const { return connectionSettings; }

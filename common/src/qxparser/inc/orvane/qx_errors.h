@@ -89,6 +89,7 @@ constexpr int32_t lineTooLong = 6166;
 constexpr int32_t noMainSections = 6167;
 constexpr int32_t includeRefused = 6168;
 constexpr int32_t regexLimit = 6169;
+constexpr int32_t lineDropped = 6170;
 }  // namespace qxerr
 
 // One row of the message table.

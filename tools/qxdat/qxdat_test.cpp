@@ -235,8 +235,8 @@ TEST_F(QxdatMerge, GoldenFilesByFileAndOnStandardOutput)
         size_t messages;
     };
     const Case cases[] = {
-        {"first_install", "", "first_install.expected", 10},
-        {"upgrade", "admin.dat", "admin_upgrade.expected", 24},
+        {"first_install", "", "first_install.expected", 11},
+        {"upgrade", "admin.dat", "admin_upgrade.expected", 25},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);

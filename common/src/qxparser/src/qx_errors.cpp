@@ -82,7 +82,7 @@ const qx_messagerow kMessages[] = {
     {1, 6159, "No SubClusterSet entry in quorix.dat"},
     {3, 6160, "Changed %s parse rule from rule %d to %d"},
     {2, 6161, "%s, line 1: a UTF-8 byte order mark was skipped; a save writes the file without it"},
-    {1, 6162, "%s, line 1: the file is UTF-16 or binary (it holds NUL bytes); save it as ANSI or UTF-8 text. Nothing was read"},
+    {1, 6162, "%s, line %d: the file is UTF-16 or binary (it holds NUL bytes); save it as ANSI or UTF-8 text. The file was not read"},
     {1, 6163, "%s, line 1: the lines end in carriage returns alone; save the file with CR LF or LF line ends. Nothing was read"},
     {1, 6164, "%s is not a regular file. Nothing was read"},
     {1, 6165, "%s is larger than %d MB. Nothing was read"},

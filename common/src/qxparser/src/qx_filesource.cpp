@@ -263,13 +263,15 @@ bool qx_filesource::checkEncoding()
         // Editors put it there; it is no part of the first head.
         current->skip(3);
         if (list) list->addError(qxerr::utf8MarkSkipped, name.c_str());
-        return true;
+        head.remove_prefix(3);
     }
-    // Every line of UTF-16 text holds NUL bytes, with or without its mark; a
-    // narrow reader would see a few odd lines in it and lose the rest.
-    if (head.substr(0, 2) == "\xFF\xFE" || head.substr(0, 2) == "\xFE\xFF" ||
-        head.find('\0') != std::string_view::npos)
-        return refuse(qxerr::wideText);
+    // A narrow reader would see a few odd lines in UTF-16 text and lose the
+    // rest. Without its mark, its NUL bytes give it away (see getLine).
+    if (head.substr(0, 2) == "\xFF\xFE" || head.substr(0, 2) == "\xFE\xFF") {
+        if (list) list->addError(qxerr::wideText, name.c_str(), 1);
+        close();
+        return false;
+    }
     // Carriage returns alone as line ends make the whole file one line.
     const size_t cr = head.find('\r');
     if (cr != std::string_view::npos && head.find('\n') == std::string_view::npos &&
@@ -352,6 +354,13 @@ bool qx_filesource::getLine(std::string& line)
     }
     if (taken < 1) return false;
     ++lines;
+    if (std::memchr(line.data(), '\0', line.size())) {
+        // No text of ours holds one, and no save could write it back.
+        if (errors) errors->getErrorRepository().addError(qxerr::wideText, name.c_str(), lines);
+        line.clear();
+        current = nullptr;
+        return false;
+    }
     size_t end = line.size();
     // Every carriage return before the line feed belongs to the line end: a
     // CR CR LF is then one line end, as text-mode reading plus a single cut

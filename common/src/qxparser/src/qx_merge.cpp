@@ -78,6 +78,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     bool fresh = false;
     if (!existingPath.empty()) {
         setFileName(existingPath);
+        // Every message of the read reaches the log, each with its own line.
+        errorList.setFoldRepeats(false);
         read();
         if (isValid() && !hasMainSections()) errorList.addError(qxerr::noMainSections, existingPath.c_str());
         // The read's warnings (a skipped mark, a rule over a limit) belong
@@ -232,7 +234,11 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         options.setNTMonitorGroup(adminsGroup);
         errors.addError(qxerr::optionSet, "NTMonitorGroup", adminsGroup.c_str());
     }
-    if (!url.empty()) options.setResultsFullURL(url + "/cgi/master_results.pl");
+    if (!url.empty()) {
+        const std::string results = url + "/cgi/master_results.pl";
+        options.setResultsFullURL(results);
+        errors.addError(qxerr::optionSet, "ResultsFullURL", results.c_str());
+    }
     if (flags & kAppendOptions) {
         const qx_quorixoptions& templateOptions = templ.getQuorixOptions();
         for (int k = 0; k < templateOptions.lineCount(); ++k) {

@@ -125,6 +125,7 @@ TEST_F(MergeTest, FirstInstallMakesTheFileFromTheTemplate)
         "Set the value of ForkForUnixApache to 1 in the options section of quorix.dat",
         "Set the value of NTIUserGroup to Users in the options section of quorix.dat",
         "Set the value of NTMonitorGroup to Administrators in the options section of quorix.dat",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
         "Set the value of Enabled to 0 in the cluster section of quorix.dat",
         "Set the value of SubClusterSet to 0 4 in the cluster section of quorix.dat",
         "Set the value of DefaultNodeOS to Windows_NT in the cluster section of quorix.dat",
@@ -153,6 +154,7 @@ TEST_F(MergeTest, UpgradeKeepsTheAdministratorsWork)
         "Added parse rule number 5",
         "Changed taxonomy entry for EST_human",
         "Set the value of ForkForUnixApache to 1 in the options section of quorix.dat",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
         "Added SearchLogFile ../logs/searches.log to the options section of quorix.dat",
         "Added MonitorLogFile ../logs/monitor.log to the options section of quorix.dat",
         "Added InterFileRelPath ../data to the options section of quorix.dat",
@@ -329,6 +331,7 @@ TEST_F(MergeTest, SwissProtIsAddedWithItsRulesAndPages)
         "Changed description parse rule from rule 7 to 1",
         "Changed accession reference  parse rule from rule 8 to 2",
         "Added parse rule number 2",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
     };
     EXPECT_EQ(tail, want);
 }
@@ -388,7 +391,7 @@ TEST_F(MergeTest, FailuresEndInTheirMessage)
         machine.nameFails = c.nameFails;
         machine.name = c.hostName;
         const std::string existing = *c.existing ? file("existing.dat", c.existing) : "";
-        merge(templ, existing, with(c.flags));
+        merge(templ, existing, with(c.flags, ""));
         EXPECT_FALSE(errors.isValid());
         EXPECT_EQ(errors.getMessage(-1), c.last);
         if (std::string(c.name) != "no_free_rule") {

@@ -53,9 +53,12 @@ std::string Narrow(const std::wstring& text)
     return PAL::NarrowText(text, CP_ACP).str();
 }
 
+// The last error, not the progress notes that a merge may log behind it.
 std::wstring LastMessage(const orvane::qx_errorlist& list)
 {
-    return PAL::WideText(list.getMessage(-1), CP_ACP).str();
+    int n = list.getMessageCount();
+    while (n > 1 && list.getSeverity(n) != orvane::QX_SEV_ERROR) --n;
+    return PAL::WideText(list.getMessage(n), CP_ACP).str();
 }
 
 }  // namespace

@@ -167,7 +167,7 @@ TEST_F(WriteQuorixDatTest, FirstInstallWritesTheMergedTemplateAndLogsEachMessage
               WithoutCR(qxtest::ReadFileBytes(qxtest::SourceDir() + L"/common/src/qxparser/tests/merge/first_install.expected")));
     EXPECT_FALSE(qxtest::Exists(dir.File(L"quorix.dat.tmp")));
     const auto log = s.capture.Texts(INSTALLMESSAGE_INFO);
-    ASSERT_EQ(log.size(), 10u) << testing::PrintToString(log);
+    ASSERT_EQ(log.size(), 11u) << testing::PrintToString(log);
     EXPECT_EQ(log[0], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kPackage + L"/not.quorix.dat");
     EXPECT_EQ(log[2], L"UpdateQuorixDatDeferred:  qxparser [3:0] -- Setting number of threads to 4");
 }
@@ -213,7 +213,7 @@ TEST_F(WriteQuorixDatTest, EachFailureLeavesTheOldFileInPlace)
         {"no_free_rule", full, kPackage + L"/not.quorix.dat", L"4", L"0", false,
          L"Can't create new quorix.dat: Failed to added parse rule required for SwissProt - too many rules already in "
          L"quorix.dat?"},
-        {"no_subclusterset", "Cluster\nEnabled 1\nend\n", kPackage + L"/not.quorix.dat", L"251", L"0", false,
+        {"no_subclusterset", "Options\nend\nCluster\nEnabled 1\nend\n", kPackage + L"/not.quorix.dat", L"251", L"0", false,
          L"Can't create new quorix.dat: No SubClusterSet entry in quorix.dat"},
         {"no_swissprot_at_activation", "Databases\nY\ty\tAA\t1\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\n",
          dir.File(L"noswiss.dat"), L"247", L"1", false, L"Can't locate SwissProt entry in quorix.dat"},

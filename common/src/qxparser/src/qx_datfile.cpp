@@ -195,7 +195,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
             continue;
         }
         if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
-            flushDropped();
+            // The status page explains every line of it.
             errorList.addError(qxerr::serviceNotRunning);
             return false;
         }

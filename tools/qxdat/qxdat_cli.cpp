@@ -31,8 +31,10 @@ const char kUsage[] =
     "                   [--cluster on|off] [--swissprot] [--no-apache] [--users G] [--admins G]\n"
     "       qxdat --help\n"
     "\n"
-    "check      reads FILE and prints its messages as the install log shows them;\n"
-    "           exits 1 if the file isn't valid.\n"
+    "check      reads FILE and prints its messages as the install log shows them,\n"
+    "           then each line that a save would drop as FILE:LINE: warning:\n"
+    "           dropped: REASON. Exits 1 if the file isn't valid, 2 if it is\n"
+    "           valid but a save would drop lines.\n"
     "roundtrip  reads FILE and saves it again, to OUT if given, else in place;\n"
     "           the new file is written beside and renamed over the old one when\n"
     "           it is whole. Exits 1 if the file isn't valid or the save fails:\n"
@@ -147,7 +149,11 @@ int check(const std::string& file, std::ostream& out)
     orvane::qx_datfile dat;
     const bool valid = readWhole(dat, file);
     printMessages(dat.getErrorRepository(), out);
-    return valid ? kExitOk : kExitInvalid;
+    // Every line a read and a save would lose, unfolded, in the form editors jump to.
+    for (const auto& d : dat.getDroppedLines())
+        out << file << ":" << d.line << ": warning: dropped: " << d.reason << "\n";
+    if (!valid) return kExitInvalid;
+    return dat.getDroppedLines().empty() ? kExitOk : kExitLossy;
 }
 
 int roundtrip(const std::string& file, const std::string& target, std::ostream& out, std::ostream& err)

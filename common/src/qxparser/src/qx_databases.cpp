@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "orvane/qx_errors.h"
+#include "orvane/qx_filesource.h"
 #include "qx_text.h"
 
 namespace orvane {
@@ -256,6 +257,8 @@ void qx_databases::readSection(section_input& in)
             }
             if (active) {
                 in.errors.addError(qxerr::databaseParameters, in.fileName.c_str(), nameRead.c_str());
+                const int at = in.source.lineNumber();
+                in.drop(at, at, "a database entry without enough parameters");
                 continue;
             }
         }

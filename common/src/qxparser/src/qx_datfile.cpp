@@ -43,6 +43,7 @@ void dropSection(section_input& in, const char* what)
     const std::string why = std::string(what) + " (lines " + std::to_string(first) + " to " +
                             std::to_string(in.source.lineNumber()) + ")";
     in.errors.addError(qxerr::lineDropped, in.fileName.c_str(), first, why.c_str());
+    in.drop(first, in.source.lineNumber(), what);
 }
 
 void replaceFirst(std::string& text, const std::string& what, const std::string& with)
@@ -80,6 +81,7 @@ void qx_datfile::reset()
     cronOptions.defaultValues();
     quorixFiles.defaultValues();
     comments.clear();
+    droppedLines.clear();
 }
 
 void qx_datfile::copyFrom(const qx_datfile& other)
@@ -175,7 +177,8 @@ void qx_datfile::readNodeIdentity()
 
 bool qx_datfile::readTopLevel(qx_filesource& source)
 {
-    section_input in{source, errorList, fileName, std::string(), this, &databases};
+    std::vector<std::pair<int, std::string>> dropped;
+    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped};
     std::string pending;
     // A run of lines that are no heads is named once, as a range.
     int dropFrom = 0, dropTo = 0;
@@ -184,6 +187,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         std::string why = "not a section head, a comment or a blank line";
         if (dropTo > dropFrom) why += " (lines " + std::to_string(dropFrom) + " to " + std::to_string(dropTo) + ")";
         errorList.addError(qxerr::lineDropped, fileName.c_str(), dropFrom, why.c_str());
+        in.drop(dropFrom, dropTo, "not a section head, a comment or a blank line");
         dropFrom = 0;
     };
     while (in.next()) {
@@ -197,6 +201,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
             // The status page explains every line of it.
             errorList.addError(qxerr::serviceNotRunning);
+            for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
             return false;
         }
         // Every other line takes an ordinal place for the comment text in
@@ -241,6 +246,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
     }
     flushDropped();
     if (!pending.empty()) comments.push_back(std::move(pending));
+    for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
     return true;
 }
 

@@ -94,6 +94,14 @@ public:
                                     int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
                                     uint32_t flags, bool activateSwissProt, const std::string& savePath);
 
+    // The lines that the last read won't give to a save, each with why; the
+    // messages (6170, 1541) say the same, folded when they repeat.
+    struct dropped_line {
+        int line;
+        std::string reason;
+    };
+    const std::vector<dropped_line>& getDroppedLines() const { return droppedLines; }
+
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
     const qx_connection_settings& getConnectionSettings() const { return connectionSettings; }
@@ -125,6 +133,7 @@ private:
     qx_quorixfiles quorixFiles;
     std::vector<std::string> comments;
     qx_connection_settings connectionSettings;
+    std::vector<dropped_line> droppedLines;
 };
 
 }  // namespace orvane

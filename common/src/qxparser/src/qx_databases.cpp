@@ -245,6 +245,13 @@ void qx_databases::readSection(section_input& in)
         if (!comment) {
             if (isBlankLine(text)) {
                 if (!buffer.empty()) buffer += '\n';
+                // A carriage return makes the line blank; text behind it is lost.
+                if (text.find_first_not_of(" \t\r\n\x1a") != std::string_view::npos) {
+                    const int at = in.source.lineNumber();
+                    in.errors.addError(qxerr::lineDropped, in.fileName.c_str(), at,
+                                       "text behind a carriage return in a blank line");
+                    in.drop(at, at, "text behind a carriage return in a blank line");
+                }
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();

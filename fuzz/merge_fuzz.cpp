@@ -5,7 +5,9 @@
 // into that result once more changes nothing but the placeholders the first
 // merge left (it fills only the first of each in a value, and an Options key
 // the template adds comes with the template's value as it stands) and the
-// blank in front of a comment line the template added to Options.
+// blank in front of a comment line the template added to Options. Every line
+// of the input is in the merged file, or a message says why not
+// (preservation_law.h). An @include is served from memory.
 #include <cstdint>
 #include <string>
 
@@ -14,7 +16,9 @@
 #include "orvane/qx_databases.h"
 #include "orvane/qx_datfile.h"
 #include "orvane/qx_errors.h"
+#include "orvane/qx_filesource.h"
 #include "orvane/qx_machine.h"
+#include "preservation_law.h"
 #include "test_machine.h"
 
 using namespace orvane;
@@ -121,6 +125,7 @@ bool mergeAndSave(const std::string& existing, uint32_t flags, bool cluster, con
                   qx_errorlist& errors)
 {
     qx_datfile dat;
+    errors.setLoggingLevel(QX_SEV_INFO);
     dat.mergeInstalledDefaults(errors, kTemplate, existing, "C:\\Quorix\\", "http://qxhost/quorix/", "D:\\seq\\",
                                cluster, 0, "Users", "Administrators", flags);
     if (!errors.isValid()) return false;
@@ -129,12 +134,20 @@ bool mergeAndSave(const std::string& existing, uint32_t flags, bool cluster, con
     return true;
 }
 
+// Any name that starts with "inc" is a small Cluster fragment; others don't exist.
+bool includeFromMemory(const std::string& path, std::string& text)
+{
+    text = "Enabled 1\nSubClusterSet 0 2\n";
+    return path.compare(0, 3, "inc") == 0;
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static qxtestfiles::test_machine machine;
     qx_machine::replace(&machine);
+    qx_filesource::setIncludeReader(includeFromMemory);
     if (size < 2) return 0;
     const uint32_t flags = data[0];
     const bool cluster = (data[1] & 1) != 0;
@@ -153,6 +166,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     }
     const std::string merged = qxfuzz::readBytes(once);
+    const std::string lost = qxlaw::unaccounted(existing, merged, errors, true);
+    if (!lost.empty()) qxfuzz::broken("every line of the file is merged or named", existing, lost);
 
     qx_datfile reread(once);
     if (!reread.isValid()) qxfuzz::broken("a merged file reads without an error", existing, merged);

@@ -1,11 +1,15 @@
-// The regular expression engine behind the parse rules: a pattern either
-// compiles, with the same count of sub-expressions every time, or gives an
-// error text, also every time the same.
+// The regular expression engines behind the parse rules: regcomp natively
+// and the standard library's basic grammar as on Windows, both driven here.
+// On each a pattern either compiles, with the same count of sub-expressions
+// every time, or gives an error text, also every time the same; neither
+// crashes, exhausts memory or the stack on a pattern of a taxonomy's length.
 #include <cstdint>
+#include <regex>
 #include <string>
 
 #include "fuzz_support.h"
 #include "orvane/qx_regex.h"
+#include "qx_regex_std.h"
 
 using orvane::qx_regex;
 
@@ -22,14 +26,26 @@ std::string outcome(const std::string& pattern)
     return "compiled: " + std::to_string(compiled->subExpressionCount());
 }
 
+std::string standardOutcome(const std::string& pattern)
+{
+    std::regex expression;
+    std::string error;
+    if (!qxparser_internal::compileStandard(pattern, expression, error)) {
+        if (error.empty()) qxfuzz::broken("the standard engine's refusal has an error text", pattern, "");
+        return "error: " + error;
+    }
+    return "compiled: " + std::to_string(expression.mark_count());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    // A rule's pattern is at most 126 characters; the engine sees no more.
-    if (size > 126) return 0;
+    // Past the length limit, so that the refusal is driven too.
+    if (size > qx_regex::kMaxLength + 16) return 0;
     const std::string pattern(reinterpret_cast<const char*>(data), size);
-    const std::string first = outcome(pattern);
-    qxfuzz::expectSame("a pattern compiles the same way twice", first, outcome(pattern));
+    qxfuzz::expectSame("a pattern compiles the same way twice", outcome(pattern), outcome(pattern));
+    qxfuzz::expectSame("the standard engine judges a pattern the same way twice", standardOutcome(pattern),
+                       standardOutcome(pattern));
     return 0;
 }

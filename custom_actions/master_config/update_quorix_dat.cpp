@@ -53,9 +53,12 @@ std::string Narrow(const std::wstring& text)
     return PAL::NarrowText(text, CP_ACP).str();
 }
 
+// The last error, not the progress notes that a merge may log behind it.
 std::wstring LastMessage(const orvane::qx_errorlist& list)
 {
-    return PAL::WideText(list.getMessage(-1), CP_ACP).str();
+    int n = list.getMessageCount();
+    while (n > 1 && list.getSeverity(n) != orvane::QX_SEV_ERROR) --n;
+    return PAL::WideText(list.getMessage(n), CP_ACP).str();
 }
 
 }  // namespace
@@ -72,44 +75,29 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         fields[kAdminsGroup].clear();
     }
 
+    // Saved beside F and renamed over it: F is never half-written.
+    msiu::FileTransaction file(target);
     orvane::qx_errorlist errors;
     errors.setLoggingLevel(orvane::QX_SEV_INFO);
     orvane::qx_datfile dat;
-    dat.mergeInstalledDefaults(errors, Narrow(fields[kTemplatePath]), Narrow(existing), Narrow(fields[kWebRootDir]),
-                               Narrow(fields[kWebUrl]), Narrow(fields[kSequenceDir]), fields[kClusterMode] == L"1",
-                               PAL::StrToInt(fields[kNoApache]), Narrow(fields[kUsersGroup]),
-                               Narrow(fields[kAdminsGroup]), PAL::StrToULong(fields[kMergeFlags]));
+    const auto result = dat.installQuorixDat(
+        errors, Narrow(fields[kTemplatePath]), Narrow(existing), Narrow(fields[kWebRootDir]), Narrow(fields[kWebUrl]),
+        Narrow(fields[kSequenceDir]), fields[kClusterMode] == L"1", PAL::StrToInt(fields[kNoApache]),
+        Narrow(fields[kUsersGroup]), Narrow(fields[kAdminsGroup]), PAL::StrToULong(fields[kMergeFlags]),
+        fields[kActivateSwissProt] == L"1", Narrow(file.Staging()));
     orvane::logParserErrors(errors);
-    if (!errors.isValid())
+    switch (result) {
+    case orvane::qx_datfile::installed: break;
+    case orvane::qx_datfile::mergeFailed:
         msiu::ThrowError(msiu::kFail, L"Can't create new quorix.dat: %s", LastMessage(errors).c_str());
-    errors.clearAll();
-
-    if (fields[kActivateSwissProt] == L"1") {
-        orvane::qx_databases databases = dat.getDatabases();
-        const int i = databases.findDatabase("SwissProt", true);
-        if (i < 0) msiu::ThrowError(msiu::kFail, L"Can't locate SwissProt entry in quorix.dat");
-        orvane::qx_databaseoptions entry = *databases.getDatabase(i);
-        entry.setActive(true);
-        databases.updateDatabase(i, entry);
-        dat.setDatabases(databases);
-        orvane::logParserErrors(dat);
-        if (!dat.isValid())
-            msiu::ThrowError(msiu::kFail, L"Failed to activate SwissProt entry: %s",
-                             LastMessage(dat.getErrorRepository()).c_str());
-        dat.clearAllErrors();
-    }
-
-    // Saved beside F and renamed over it: F is never half-written.
-    msiu::FileTransaction file(target);
-    dat.setFileName(Narrow(file.Staging()));
-    dat.save();
-    orvane::logParserErrors(dat);
-    if (!dat.isValid()) {
+    case orvane::qx_datfile::noSwissProt:
+        msiu::ThrowError(msiu::kFail, L"Can't locate SwissProt entry in quorix.dat");
+    case orvane::qx_datfile::activateFailed:
+        msiu::ThrowError(msiu::kFail, L"Failed to activate SwissProt entry: %s", LastMessage(errors).c_str());
+    case orvane::qx_datfile::saveFailed:
         DeleteFileW(file.Staging().c_str());
-        msiu::ThrowError(msiu::kFail, L"Failed to write new quorix.dat: %s",
-                         LastMessage(dat.getErrorRepository()).c_str());
+        msiu::ThrowError(msiu::kFail, L"Failed to write new quorix.dat: %s", LastMessage(errors).c_str());
     }
-    dat.clearAllErrors();
     if (!file.InstallStaging()) {
         const HRESULT hr = msiu::HResultFromWin32(static_cast<long>(GetLastError()));
         msiu::ThrowError(hr, L"Failed to write new quorix.dat: %s", msiu::ErrorText(hr).c_str());

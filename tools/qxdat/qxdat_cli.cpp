@@ -31,11 +31,14 @@ const char kUsage[] =
     "                   [--cluster on|off] [--swissprot] [--no-apache] [--users G] [--admins G]\n"
     "       qxdat --help\n"
     "\n"
-    "check      reads FILE and prints its messages as the install log shows them;\n"
-    "           exits 1 if the file isn't valid.\n"
+    "check      reads FILE and prints its messages as the install log shows them,\n"
+    "           then each line that a save would drop as FILE:LINE: warning:\n"
+    "           dropped: REASON. Exits 1 if the file isn't valid, 2 if it is\n"
+    "           valid but a save would drop lines.\n"
     "roundtrip  reads FILE and saves it again, to OUT if given, else in place;\n"
-    "           exits 1 if the file isn't valid (nothing is written then) or the\n"
-    "           save fails.\n"
+    "           the new file is written beside and renamed over the old one when\n"
+    "           it is whole. Exits 1 if the file isn't valid or the save fails:\n"
+    "           nothing is changed then.\n"
     "merge      runs the install's merge of the package's TEMPLATE (not.quorix.dat):\n"
     "           a first install without EXISTING, an upgrade of EXISTING with it.\n"
     "           The result goes to OUT if given, else to standard output; TEMPLATE\n"
@@ -72,55 +75,6 @@ int usageError(std::ostream& err, const std::string& text)
     return kExitUsage;
 }
 
-int check(const std::string& file, std::ostream& out)
-{
-    orvane::qx_datfile dat;
-    dat.setFileName(file);
-    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
-    bool valid = dat.read();
-    printMessages(dat.getErrorRepository(), out);
-    return valid ? kExitOk : kExitInvalid;
-}
-
-int roundtrip(const std::string& file, const std::string& target, std::ostream& out)
-{
-    orvane::qx_datfile dat;
-    dat.setFileName(file);
-    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
-    bool valid = dat.read();
-    // A save clears the list: keep what the read said.
-    orvane::qx_errorlist messages;
-    messages.appendFrom(dat.getErrorRepository());
-    if (valid) {
-        if (!target.empty()) dat.setFileName(target);
-        valid = dat.save();
-        messages.appendFrom(dat.getErrorRepository());
-    }
-    printMessages(messages, out);
-    return valid ? kExitOk : kExitInvalid;
-}
-
-// What the installer would hand the merge; the defaults stand for a plain
-// install on the system drive.
-struct merge_request {
-    std::string templatePath, existingPath, target;
-    std::string root = QXDAT_DEFAULT_ROOT;
-    std::string url = QXDAT_DEFAULT_URL;
-    std::string sequence = QXDAT_DEFAULT_SEQ;
-    std::string users, admins;
-    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false;
-};
-
-// The installer's flags: bits 3 and 7 on a first install, the upgrade steps
-// when a file exists, then the cluster choice and the SwissProt feature.
-uint32_t mergeFlags(const merge_request& r)
-{
-    uint32_t flags = r.existingPath.empty() ? 136 : 243;
-    if (r.clusterSet) flags |= 8;
-    if (r.swissProt) flags |= 4;
-    return flags;
-}
-
 // Removes the file it names unless released: a failed write leaves nothing.
 struct temp_file {
     std::string path;
@@ -152,34 +106,94 @@ int cannotWrite(std::ostream& err, const std::string& what, int code)
     return kExitInvalid;
 }
 
+// Saves beside `target` and renames over it once the new file is whole and
+// on disk: a failed save (a full disk) leaves `target` as it was.
+bool saveWhole(orvane::qx_datfile& dat, const std::string& target, orvane::qx_errorlist& messages,
+               std::ostream& err)
+{
+    temp_file saved;
+    if (!makeTemp(target + ".XXXXXX", saved)) {
+        cannotWrite(err, target, errno);
+        return false;
+    }
+    struct stat old;
+    if (::stat(target.c_str(), &old) == 0) ::chmod(saved.path.c_str(), old.st_mode & 07777);
+    dat.setFileName(saved.path);
+    const bool written = dat.save();
+    dat.setFileName(target);
+    messages.appendFrom(dat.getErrorRepository());
+    if (!written) return false;
+    const int fd = ::open(saved.path.c_str(), O_RDONLY);
+    const bool synced = fd >= 0 && ::fsync(fd) == 0;
+    if (fd >= 0) ::close(fd);
+    if (!synced || std::rename(saved.path.c_str(), target.c_str()) != 0) {
+        cannotWrite(err, target, errno);
+        return false;
+    }
+    saved.path.clear();
+    return true;
+}
+
+// What an upgrade would refuse, check and roundtrip refuse too.
+bool readWhole(orvane::qx_datfile& dat, const std::string& file)
+{
+    dat.setFileName(file);
+    dat.getErrorRepository().setLoggingLevel(orvane::QX_SEV_INFO);
+    if (dat.read() && !dat.hasMainSections())
+        dat.getErrorRepository().addError(orvane::qxerr::noMainSections, file.c_str());
+    return dat.isValid();
+}
+
+int check(const std::string& file, std::ostream& out)
+{
+    orvane::qx_datfile dat;
+    const bool valid = readWhole(dat, file);
+    printMessages(dat.getErrorRepository(), out);
+    // Every line a read and a save would lose, unfolded, in the form editors jump to.
+    for (const auto& d : dat.getDroppedLines())
+        out << file << ":" << d.line << ": warning: dropped: " << d.reason << "\n";
+    if (!valid) return kExitInvalid;
+    return dat.getDroppedLines().empty() ? kExitOk : kExitLossy;
+}
+
+int roundtrip(const std::string& file, const std::string& target, std::ostream& out, std::ostream& err)
+{
+    orvane::qx_datfile dat;
+    bool valid = readWhole(dat, file);
+    // A save clears the list: keep what the read said.
+    orvane::qx_errorlist messages;
+    messages.appendFrom(dat.getErrorRepository());
+    if (valid) valid = saveWhole(dat, target.empty() ? file : target, messages, err);
+    printMessages(messages, out);
+    return valid ? kExitOk : kExitInvalid;
+}
+
+// What the installer would hand the merge; the defaults stand for a plain
+// install on the system drive.
+struct merge_request {
+    std::string templatePath, existingPath, target;
+    std::string root = QXDAT_DEFAULT_ROOT;
+    std::string url = QXDAT_DEFAULT_URL;
+    std::string sequence = QXDAT_DEFAULT_SEQ;
+    std::string users, admins;
+    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false;
+};
+
+// The installer's flags: bits 3 and 7 on a first install, the upgrade steps
+// when a file exists, then the cluster choice and the SwissProt feature.
+uint32_t mergeFlags(const merge_request& r)
+{
+    uint32_t flags = r.existingPath.empty() ? 136 : 243;
+    if (r.clusterSet) flags |= 8;
+    if (r.swissProt) flags |= 4;
+    return flags;
+}
+
 // As the installer's execute phase: merge, activate SwissProt if asked, save.
 // The save goes to a new file that becomes OUT only when it is whole.
 int merge(const merge_request& r, std::ostream& out, std::ostream& err)
 {
     std::ostream& log = r.target.empty() ? err : out;
-    orvane::qx_errorlist errors;
-    errors.setLoggingLevel(orvane::QX_SEV_INFO);
-    orvane::qx_datfile dat;
-    dat.mergeInstalledDefaults(errors, r.templatePath, r.existingPath, r.root, r.url, r.sequence, r.clusterMode,
-                               r.noApache ? 1 : 0, r.users, r.admins, mergeFlags(r));
-    printMessages(errors, log);
-    if (!errors.isValid()) return kExitInvalid;
-
-    if (r.swissProt) {
-        orvane::qx_databases databases = dat.getDatabases();
-        const int i = databases.findDatabase("SwissProt", true);
-        if (i < 0) {
-            err << "qxdat: Can't locate SwissProt entry in quorix.dat\n";
-            return kExitInvalid;
-        }
-        orvane::qx_databaseoptions entry = *databases.getDatabase(i);
-        entry.setActive(true);
-        databases.updateDatabase(i, entry);
-        dat.setDatabases(databases);
-        printMessages(dat.getErrorRepository(), log);
-        if (!dat.isValid()) return kExitInvalid;
-    }
-
     // Beside OUT, so that the rename can't cross file systems.
     std::string pattern = r.target + ".XXXXXX";
     if (r.target.empty()) {
@@ -190,10 +204,16 @@ int merge(const merge_request& r, std::ostream& out, std::ostream& err)
     }
     temp_file saved;
     if (!makeTemp(pattern, saved)) return cannotWrite(err, r.target.empty() ? "a temporary file" : r.target, errno);
-    dat.setFileName(saved.path);
-    const bool written = dat.save();
-    printMessages(dat.getErrorRepository(), log);
-    if (!written) return kExitInvalid;
+
+    orvane::qx_errorlist errors;
+    errors.setLoggingLevel(orvane::QX_SEV_INFO);
+    orvane::qx_datfile dat;
+    const auto result =
+        dat.installQuorixDat(errors, r.templatePath, r.existingPath, r.root, r.url, r.sequence, r.clusterMode,
+                             r.noApache ? 1 : 0, r.users, r.admins, mergeFlags(r), r.swissProt, saved.path);
+    printMessages(errors, log);
+    if (result == orvane::qx_datfile::noSwissProt) err << "qxdat: Can't locate SwissProt entry in quorix.dat\n";
+    if (result != orvane::qx_datfile::installed) return kExitInvalid;
 
     if (r.target.empty()) {
         std::ifstream in(saved.path, std::ios::binary);
@@ -311,7 +331,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         }
     }
     if (file.empty()) return usageError(err, command + " needs a FILE");
-    return command == "check" ? check(file, out) : roundtrip(file, target, out);
+    return command == "check" ? check(file, out) : roundtrip(file, target, out, err);
 }
 
 }  // namespace qxdat

@@ -2,7 +2,11 @@
 
 #include "test_machine.h"
 
+#include <sys/resource.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "orvane/qx_filesource.h"
 #include "orvane/qx_machine.h"
 #include "qxdat_cli.h"
 
@@ -57,6 +62,7 @@ std::string read(const std::string& path)
 const std::string kPackage = QX_PACKAGE_DIR;
 const std::string kTemplate = kPackage + "/not.quorix.dat";
 const std::string kMergeDir = QX_MERGE_DIR;
+const std::string kHostileDir = QX_HOSTILE_DIR;
 
 using qxtestfiles::test_machine;
 
@@ -155,9 +161,13 @@ TEST(Qxdat, CheckPrintsMessagesInTheInstallLogsFormAndFailsOnErrors)
 {
     std::string warn = write("warn.dat", "Databases\nBad p AA 1\nBad p AA 1\nBad p AA 1\nend\n");
     Result r = run({"check", warn});
-    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.code, qxdat::kExitLossy);
     std::string text = "Error in the configuration file " + warn + " - database Bad doesn't have enough parameters";
-    EXPECT_EQ(r.out, "qxparser [2:0] -- " + text + "\nqxparser [2:1] -- " + text + " (Error repeated 2 times)\n");
+    // The log folds repeats; the dropped lines are each named all the same.
+    std::string dropped;
+    for (int line : {2, 3, 4})
+        dropped += warn + ":" + std::to_string(line) + ": warning: dropped: a database entry without enough parameters\n";
+    EXPECT_EQ(r.out, "qxparser [2:0] -- " + text + "\nqxparser [2:1] -- " + text + " (Error repeated 2 times)\n" + dropped);
 
     Result missing = run({"check", dir() + "/missing.dat"});
     EXPECT_EQ(missing.code, qxdat::kExitInvalid);
@@ -178,7 +188,25 @@ TEST(Qxdat, RoundtripWritesInPlaceOrToOut)
 
     Result bad = run({"roundtrip", in, "-o", dir() + "/no/dir/x.dat"});
     EXPECT_EQ(bad.code, qxdat::kExitInvalid);
-    EXPECT_NE(bad.out.find("qxparser [1:0] -- Failed to open file "), std::string::npos) << bad.out;
+    EXPECT_EQ(bad.err, "qxdat: can't write " + dir() + "/no/dir/x.dat: No such file or directory\n");
+
+    // A full disk in the middle of an in-place save: the file stays as it was.
+    const std::string rtDir = dir() + "/rt-full";
+    fs::create_directories(rtDir);
+    const std::string big = rtDir + "/big.dat", before = "Options\n# " + std::string(1000, 'x') + "\nend\n";
+    std::ofstream(big, std::ios::binary) << before;
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{}, small{};
+    ::getrlimit(RLIMIT_FSIZE, &old);
+    small = old;
+    small.rlim_cur = 100;
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    Result full = run({"roundtrip", big});
+    ::setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_EQ(full.code, qxdat::kExitInvalid);
+    EXPECT_NE(full.out.find("qxparser [1:0] -- Failed to wtite to file"), std::string::npos) << full.out;
+    EXPECT_EQ(read(big), before);
+    EXPECT_EQ(entries(rtDir), std::vector<std::string>{"big.dat"});
 }
 
 TEST(Qxdat, CheckShowsTheMessagesOfEverySectionReader)
@@ -211,8 +239,8 @@ TEST_F(QxdatMerge, GoldenFilesByFileAndOnStandardOutput)
         size_t messages;
     };
     const Case cases[] = {
-        {"first_install", "", "first_install.expected", 10},
-        {"upgrade", "admin.dat", "admin_upgrade.expected", 24},
+        {"first_install", "", "first_install.expected", 11},
+        {"upgrade", "admin.dat", "admin_upgrade.expected", 25},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -319,11 +347,11 @@ TEST_F(QxdatMerge, AFailureWritesNothing)
         {"existing_missing", {"$T", "$D/none.dat"}, nullptr, nullptr, false, loaded + missing, ""},
         {"no_computer_name", {"$T"}, nullptr, nullptr, true, "qxparser [1:0] -- Failed to determine the hostname\n", ""},
         {"no_subclusterset", {"$T", "$D/quorix.dat", "--cluster", "off", "-o", "$D/out.dat"},
-         "Cluster\nEnabled 0\nend\n", nullptr, false, "qxparser [1:0] -- No SubClusterSet entry in quorix.dat\n", ""},
+         "Options\nend\nCluster\nEnabled 0\nend\n", nullptr, false, "qxparser [1:0] -- No SubClusterSet entry in quorix.dat\n", ""},
         {"no_swissprot_to_activate", {"$D/t.dat", "--swissprot"}, nullptr,
          "Databases\nNCBInr\tx.fasta\tAA\t1234\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\nCluster\nSubClusterSet 0 ###THREADS###\nend\n",
          false, lastSet, "qxdat: Can't locate SwissProt entry in quorix.dat\n"},
-        {"out_folder_missing", {"$T", "-o", "$D/no/x.dat"}, nullptr, nullptr, false, lastSet,
+        {"out_folder_missing", {"$T", "-o", "$D/no/x.dat"}, nullptr, nullptr, false, "",
          "qxdat: can't write $D/no/x.dat: No such file or directory\n"},
         {"out_is_a_folder", {"$T", "-o", "$D/sub"}, nullptr, nullptr, false, lastSet,
          "qxdat: can't write $D/sub: Is a directory\n"},
@@ -356,6 +384,57 @@ TEST_F(QxdatMerge, AFailureWritesNothing)
         EXPECT_TRUE(fs::is_empty(d + "/sub"));
         if (c.existing) {
             EXPECT_EQ(read(d + "/quorix.dat"), c.existing);
+        }
+    }
+}
+
+// Every file of hostile/ goes through check, an in-place roundtrip and an
+// upgrade. NAME.check is what check prints; with NAME.saved the file is
+// kept, and that is its saved form; without, the file is refused and neither
+// command changes or writes anything. In all three $D is the case's folder
+// and $F the file; $LONG in a .dat is a line one byte over the limit.
+TEST_F(QxdatMerge, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
+{
+    std::vector<std::string> names;
+    for (const auto& e : fs::directory_iterator(kHostileDir))
+        if (e.path().extension() == ".dat") names.push_back(e.path().stem().string());
+    ASSERT_GE(names.size(), 10u);
+    for (const std::string& name : names) {
+        SCOPED_TRACE(name);
+        const std::string d = caseDir("hostile-" + name), f = d + "/" + name + ".dat";
+        auto subst = [&](std::string text) {
+            for (auto [key, value] : {std::pair<std::string, std::string>{"$D", d}, {"$F", f},
+                                      {"$LONG", std::string(orvane::kMaxLineBytes + 1, 'x')}})
+                for (size_t at; (at = text.find(key)) != std::string::npos;) text.replace(at, key.size(), value);
+            return text;
+        };
+        // What the files may point at.
+        ASSERT_EQ(::mkfifo((d + "/fifo").c_str(), 0600), 0);
+        std::ofstream(d + "/included") << "SubClusterSet 0 2\n";
+        std::ofstream(d + "/big").close();
+        fs::resize_file(d + "/big", orvane::kMaxIncludeBytes + 1);
+        fs::create_symlink(d + "/included", d + "/link");
+        const std::string input = subst(read(kHostileDir + "/" + name + ".dat"));
+        std::ofstream(f, std::ios::binary) << input;
+
+        const std::string check = subst(read(kHostileDir + "/" + name + ".check"));
+        Result r = run({"check", f});
+        EXPECT_EQ(r.out, check);
+        const bool refused = check.find("qxparser [1:") != std::string::npos;
+        const bool lossy = check.find(": warning: dropped: ") != std::string::npos;
+        EXPECT_EQ(r.code, refused ? qxdat::kExitInvalid : lossy ? qxdat::kExitLossy : qxdat::kExitOk);
+        EXPECT_EQ(fs::exists(kHostileDir + "/" + name + ".saved"), !refused);
+
+        Result merged = run({"merge", kTemplate, f, "-o", d + "/out.dat"});
+        EXPECT_EQ(merged.code, refused ? qxdat::kExitInvalid : qxdat::kExitOk) << merged.out << merged.err;
+        if (refused) {
+            EXPECT_NE(merged.out.find(check.substr(check.rfind("qxparser [1:"))), std::string::npos) << merged.out;
+            EXPECT_FALSE(fs::exists(d + "/out.dat"));
+            EXPECT_EQ(run({"roundtrip", f}).code, qxdat::kExitInvalid);
+            EXPECT_EQ(read(f), input);
+        } else {
+            EXPECT_EQ(run({"roundtrip", f}).code, qxdat::kExitOk);
+            EXPECT_EQ(read(f), subst(read(kHostileDir + "/" + name + ".saved")));
         }
     }
 }

@@ -5,6 +5,7 @@
 
 #include "test_machine.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "msiu/deferred.h"
 #include "msiu/error.h"
 #include "msiu/session.h"
+#include "orvane/qx_filesource.h"
 #include "orvane/qx_machine.h"
 #include "qxtest/session.h"
 
@@ -167,7 +169,7 @@ TEST_F(WriteQuorixDatTest, FirstInstallWritesTheMergedTemplateAndLogsEachMessage
               WithoutCR(qxtest::ReadFileBytes(qxtest::SourceDir() + L"/common/src/qxparser/tests/merge/first_install.expected")));
     EXPECT_FALSE(qxtest::Exists(dir.File(L"quorix.dat.tmp")));
     const auto log = s.capture.Texts(INSTALLMESSAGE_INFO);
-    ASSERT_EQ(log.size(), 10u) << testing::PrintToString(log);
+    ASSERT_EQ(log.size(), 11u) << testing::PrintToString(log);
     EXPECT_EQ(log[0], L"UpdateQuorixDatDeferred:  qxparser [\\[]3:0[\\]] -- Successfully loaded not.quorix.dat from " + kPackage + L"/not.quorix.dat");
     EXPECT_EQ(log[2], L"UpdateQuorixDatDeferred:  qxparser [\\[]3:0[\\]] -- Setting number of threads to 4");
 }
@@ -213,7 +215,7 @@ TEST_F(WriteQuorixDatTest, EachFailureLeavesTheOldFileInPlace)
         {"no_free_rule", full, kPackage + L"/not.quorix.dat", L"4", L"0", false,
          L"Can't create new quorix.dat: Failed to added parse rule required for SwissProt - too many rules already in "
          L"quorix.dat?"},
-        {"no_subclusterset", "Cluster\nEnabled 1\nend\n", kPackage + L"/not.quorix.dat", L"251", L"0", false,
+        {"no_subclusterset", "Options\nend\nCluster\nEnabled 1\nend\n", kPackage + L"/not.quorix.dat", L"251", L"0", false,
          L"Can't create new quorix.dat: No SubClusterSet entry in quorix.dat"},
         {"no_swissprot_at_activation", "Databases\nY\ty\tAA\t1\t1\t1\t1\t1\t0\t0\t1\t2\t0\nend\n",
          dir.File(L"noswiss.dat"), L"247", L"1", false, L"Can't locate SwissProt entry in quorix.dat"},
@@ -230,6 +232,42 @@ TEST_F(WriteQuorixDatTest, EachFailureLeavesTheOldFileInPlace)
         EXPECT_EQ(qxtest::ReadFileBytes(dir.File(L"quorix.dat")), c.existing);
         EXPECT_EQ(qxtest::ReadFileBytes(dir.File(L"quorix.dat.tmp")), c.existing);
     }
+}
+
+// qxdat's table of hostile files, through the install: a kept file upgrades,
+// a refused one fails with check's error and stays as it was. The @include
+// rows point at FIFOs, devices and links: they are for POSIX only.
+TEST_F(WriteQuorixDatTest, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
+{
+    const std::filesystem::path hostile = QX_HOSTILE_DIR;
+    const std::wstring F = dir.File(L"quorix.dat");
+    int rows = 0;
+    for (const auto& e : std::filesystem::directory_iterator(hostile)) {
+        if (e.path().extension() != ".dat") continue;
+        SCOPED_TRACE(e.path().filename().string());
+        std::string input = qxtest::ReadFileBytes(e.path().wstring());
+        std::string check = qxtest::ReadFileBytes(std::filesystem::path(e.path()).replace_extension(".check").wstring());
+        if (input.find("@include") != std::string::npos) continue;
+        const size_t longAt = input.find("$LONG");
+        if (longAt != std::string::npos) input.replace(longAt, 5, std::string(orvane::kMaxLineBytes + 1, 'x'));
+        ++rows;
+        qxtest::WriteFileBytes(F, input);
+        qxtest::Session s;
+        const size_t error = check.rfind("qxparser [1:0] -- $F");
+        if (error == std::string::npos) {
+            EXPECT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"243", L"0")), 0u);
+            continue;
+        }
+        EXPECT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"243", L"0")), 1603u);
+        const std::string tail = check.substr(error + 20, check.find('\n', error) - error - 20);
+        const auto errors = s.capture.Texts(0);
+        ASSERT_FALSE(errors.empty());
+        const std::wstring want = std::wstring(tail.begin(), tail.end()) + L"  (0x80004005)";
+        EXPECT_EQ(errors.back().rfind(L"UpdateQuorixDatDeferred:  Can't create new quorix.dat: "), 0u) << errors.back();
+        EXPECT_EQ(errors.back().substr(errors.back().size() - want.size()), want);
+        EXPECT_EQ(qxtest::ReadFileBytes(F), input);
+    }
+    EXPECT_GE(rows, 9);
 }
 
 TEST_F(WriteQuorixDatTest, AFileThatCannotBeWrittenFails)

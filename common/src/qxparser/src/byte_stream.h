@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace qxparser_internal {
 
@@ -14,24 +15,40 @@ public:
 
     // Replaces `out` by the next physical line, without its line feed. The
     // result counts the bytes taken, the line feed included; 0 at the end.
-    size_t readLine(std::string& out)
+    // A line longer than `max` stops there with `tooLong` set, so that no
+    // input can make one line take unbounded memory.
+    size_t readLine(std::string& out, size_t max, bool& tooLong)
     {
         out.clear();
+        tooLong = false;
         size_t taken = 0;
         for (;;) {
             if (pos == end && !refill()) return taken;
             const char* nl = static_cast<const char*>(std::memchr(pos, '\n', end - pos));
-            if (nl) {
-                out.append(pos, nl);
-                taken += static_cast<size_t>(nl - pos) + 1;
-                pos = nl + 1;
+            const char* stop = nl ? nl : end;
+            if (out.size() + static_cast<size_t>(stop - pos) > max) {
+                tooLong = true;
                 return taken;
             }
-            out.append(pos, end);
-            taken += static_cast<size_t>(end - pos);
-            pos = end;
+            out.append(pos, stop);
+            taken += static_cast<size_t>(stop - pos);
+            pos = stop;
+            if (nl) {
+                ++taken;
+                ++pos;
+                return taken;
+            }
         }
     }
+
+    // The input's first block, left in place to be read: what the encoding
+    // checks look at before any line is taken.
+    std::string_view head()
+    {
+        if (pos == end) refill();
+        return std::string_view(pos, static_cast<size_t>(end - pos));
+    }
+    void skip(size_t n) { pos += n; }
 
     // Up to `max` bytes of the current line into `buffer`, stopping behind a
     // line feed (which is counted but not stored). `ended` tells whether a

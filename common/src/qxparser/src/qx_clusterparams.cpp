@@ -55,7 +55,9 @@ void qx_clusterparams::readSection(section_input& in)
     subClusterSeen = false;
     // One level of @include: the section's own source is put aside while
     // the included file's lines come in, and an end line or the end of that
-    // file gives it back.
+    // file gives it back. Included lines set the typed values only: the
+    // @include line itself is what a save writes, so the directive keeps
+    // working and no other file's text lands in quorix.dat.
     std::unique_ptr<qx_filesource> included;
     std::string includedLine;
     while (true) {
@@ -74,31 +76,26 @@ void qx_clusterparams::readSection(section_input& in)
         bool blank = isBlankLine(line);
 
         if (!blank && line.compare(0, 8, "@include") == 0) {
-            // The @include line itself is never stored: a save writes the
-            // included lines in its place.
             if (included) {
                 in.errors.addError(qxerr::clusterEntry, in.fileName.c_str(), line.c_str());
                 continue;
             }
-            std::string path = line.size() > 9 ? line.substr(skipChars(line, 9, " \t")) : std::string();
+            std::string path = line;
             // A name that ends in blanks is a typing slip, not a file name.
             trailingCut(path);
-            if (!fileExists(path.c_str())) {
-                in.errors.addError(qxerr::fileNotFound, path.c_str());
-                continue;
-            }
+            parseLine(std::string_view(path));
+            path = path.size() > 9 ? path.substr(skipChars(path, 9, " \t")) : std::string();
             included = std::make_unique<qx_filesource>(in.owner, qx_connection_settings());
-            if (!included->open(path.c_str(), 0)) {
-                in.errors.addError(qxerr::openFile, path.c_str(), "r");
-                included.reset();
-            }
+            if (!included->openInclude(path, in.fileName, in.source.lineNumber())) included.reset();
             continue;
         }
 
         std::string text = line;
         trailingCut(text);
-        // A line that only the cut would make an end line keeps its blanks.
-        parseLine(std::string_view(blank || isEndLine(text) ? line : text));
+        if (!included) {
+            // A line that only the cut would make an end line keeps its blanks.
+            parseLine(std::string_view(blank || isEndLine(text) ? line : text));
+        }
         if (blank || isCommentLine(line)) continue;
         readValue(text, in);
     }

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "orvane/qx_errors.h"
+#include "orvane/qx_filesource.h"
 #include "qx_text.h"
 
 namespace orvane {
@@ -244,6 +245,13 @@ void qx_databases::readSection(section_input& in)
         if (!comment) {
             if (isBlankLine(text)) {
                 if (!buffer.empty()) buffer += '\n';
+                // A carriage return makes the line blank; text behind it is lost.
+                if (text.find_first_not_of(" \t\r\n\x1a") != std::string_view::npos) {
+                    const int at = in.source.lineNumber();
+                    in.errors.addError(qxerr::lineDropped, in.fileName.c_str(), at,
+                                       "text behind a carriage return in a blank line");
+                    in.drop(at, at, "text behind a carriage return in a blank line");
+                }
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();
@@ -256,6 +264,8 @@ void qx_databases::readSection(section_input& in)
             }
             if (active) {
                 in.errors.addError(qxerr::databaseParameters, in.fileName.c_str(), nameRead.c_str());
+                const int at = in.source.lineNumber();
+                in.drop(at, at, "a database entry without enough parameters");
                 continue;
             }
         }

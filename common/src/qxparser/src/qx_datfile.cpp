@@ -33,11 +33,17 @@ bool taxonomyNumber(std::string_view text, unsigned long& number)
     return true;
 }
 
-void skipToEndLine(section_input& in)
+// Skips a section that a save won't write, and says so with its lines.
+void dropSection(section_input& in, const char* what)
 {
+    const int first = in.source.lineNumber();
     while (in.next()) {
-        if (isEndLine(in.line)) return;
+        if (isEndLine(in.line)) break;
     }
+    const std::string why = std::string(what) + " (lines " + std::to_string(first) + " to " +
+                            std::to_string(in.source.lineNumber()) + ")";
+    in.errors.addError(qxerr::lineDropped, in.fileName.c_str(), first, why.c_str());
+    in.drop(first, in.source.lineNumber(), what);
 }
 
 void replaceFirst(std::string& text, const std::string& what, const std::string& with)
@@ -75,6 +81,7 @@ void qx_datfile::reset()
     cronOptions.defaultValues();
     quorixFiles.defaultValues();
     comments.clear();
+    droppedLines.clear();
 }
 
 void qx_datfile::copyFrom(const qx_datfile& other)
@@ -170,17 +177,31 @@ void qx_datfile::readNodeIdentity()
 
 bool qx_datfile::readTopLevel(qx_filesource& source)
 {
-    section_input in{source, errorList, fileName, std::string(), this, &databases};
+    std::vector<std::pair<int, std::string>> dropped;
+    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped};
     std::string pending;
+    // A run of lines that are no heads is named once, as a range.
+    int dropFrom = 0, dropTo = 0;
+    auto flushDropped = [&]() {
+        if (!dropFrom) return;
+        std::string why = "not a section head, a comment or a blank line";
+        if (dropTo > dropFrom) why += " (lines " + std::to_string(dropFrom) + " to " + std::to_string(dropTo) + ")";
+        errorList.addError(qxerr::lineDropped, fileName.c_str(), dropFrom, why.c_str());
+        in.drop(dropFrom, dropTo, "not a section head, a comment or a blank line");
+        dropFrom = 0;
+    };
     while (in.next()) {
         const std::string& line = in.line;
         if (isCommentLine(line) || isBlankLine(line)) {
+            flushDropped();
             pending += line;
             pending += '\n';
             continue;
         }
         if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
+            // The status page explains every line of it.
             errorList.addError(qxerr::serviceNotRunning);
+            for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
             return false;
         }
         // Every other line takes an ordinal place for the comment text in
@@ -188,6 +209,18 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         comments.push_back(std::move(pending));
         pending.clear();
 
+        const bool head = [&] {
+            for (const char* name : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
+                                     "Options", "Cron", "Files"})
+                if (startsWithNoCase(line, name)) return true;
+            return false;
+        }();
+        if (!head) {
+            if (!dropFrom) dropFrom = source.lineNumber();
+            dropTo = source.lineNumber();
+            continue;
+        }
+        flushDropped();
         if (startsWithNoCase(line, "Databases")) {
             databases.readSection(in);
         } else if (startsWithNoCase(line, "PARSE")) {
@@ -208,10 +241,12 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
             cronOptions.readSection(in);
         } else if (startsWithNoCase(line, "Files")) {
             // The server's own file list: not the installer's to keep.
-            skipToEndLine(in);
+            dropSection(in, "a Files section, which a save doesn't write");
         }
     }
+    flushDropped();
     if (!pending.empty()) comments.push_back(std::move(pending));
+    for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
     return true;
 }
 
@@ -222,7 +257,7 @@ void qx_datfile::readTaxonomy(section_input& in)
     if (!taxonomyNumber(std::string_view(head).substr(9), n) ||
         n > static_cast<unsigned long>(kHighestTaxonomy)) {
         errorList.addError(qxerr::taxonomyEntry, fileName.c_str(), head.c_str());
-        skipToEndLine(in);
+        dropSection(in, "a taxonomy section with a number out of range");
         return;
     }
     if (taxonomy[n]) {

@@ -81,6 +81,16 @@ const qx_messagerow kMessages[] = {
     {1, 6158, "Failed to determine the hostname"},
     {1, 6159, "No SubClusterSet entry in quorix.dat"},
     {3, 6160, "Changed %s parse rule from rule %d to %d"},
+    {2, 6161, "%s, line 1: a UTF-8 byte order mark was skipped; a save writes the file without it"},
+    {1, 6162, "%s, line %d: the file is UTF-16 or binary (it holds NUL bytes); save it as ANSI or UTF-8 text. The file was not read"},
+    {1, 6163, "%s, line 1: the lines end in carriage returns alone; save the file with CR LF or LF line ends. Nothing was read"},
+    {1, 6164, "%s is not a regular file. Nothing was read"},
+    {1, 6165, "%s is larger than %d MB. Nothing was read"},
+    {1, 6166, "%s, line %d is longer than %d characters. The file was not read"},
+    {1, 6167, "%s has none of the sections Databases, PARSE and Options: it is cut short, empty or no quorix.dat. It was left as it is; move it aside for a first install"},
+    {1, 6168, "%s, line %d: @include %s is not followed: %s"},
+    {2, 6169, "%s, line %d: the regular expression %s is not compiled: %s"},
+    {2, 6170, "%s, line %d: dropped: %s"},
     {0, -1, nullptr},
 };
 

@@ -3,12 +3,16 @@
 #include <sys/stat.h>
 
 #include <cctype>
+#include <cerrno>
 #include <clocale>
 #include <cstring>
 #include <ctime>
 
 #ifdef _WIN32
 #include <share.h>
+#else
+#include <fcntl.h>
+#include <unistd.h>
 #endif
 
 #include "byte_stream.h"
@@ -105,6 +109,61 @@ std::string locateConfigFile(const char* name, qx_errors* errors, int timeoutSec
     return std::string();
 }
 
+namespace {
+
+qx_includereader includeReader = nullptr;
+
+enum class local_open { ok, failed, notRegular, tooLarge, link };
+
+// A stdio file over a regular file of at most maxBytes. A FIFO or a device
+// is refused before a single byte is read from it: opening one must not
+// block, and reading one may never end.
+local_open openLocal(const std::string& path, long long maxBytes, bool noLinks, FILE*& file)
+{
+    file = nullptr;
+#ifdef _WIN32
+    (void)noLinks;
+    // Binary: the reader cuts carriage returns itself, and a Ctrl-Z is data.
+    FILE* f = _fsopen(path.c_str(), "rb", _SH_DENYNO);
+    if (!f) return local_open::failed;
+    struct _stat64 info;
+    if (_fstat64(_fileno(f), &info) != 0 || (info.st_mode & _S_IFMT) != _S_IFREG) {
+        std::fclose(f);
+        return local_open::notRegular;
+    }
+#else
+    struct stat info;
+    // A socket can't even be opened: the name alone says what it is.
+    if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) return local_open::notRegular;
+    int flags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | (noLinks ? O_NOFOLLOW : 0);
+    int fd = ::open(path.c_str(), flags);
+    if (fd < 0) return noLinks && errno == ELOOP ? local_open::link : local_open::failed;
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        ::close(fd);
+        return local_open::notRegular;
+    }
+    ::fcntl(fd, F_SETFL, O_RDONLY);
+    FILE* f = ::fdopen(fd, "rb");
+    if (!f) {
+        ::close(fd);
+        return local_open::failed;
+    }
+#endif
+    if (static_cast<long long>(info.st_size) > maxBytes) {
+        std::fclose(f);
+        return local_open::tooLarge;
+    }
+    file = f;
+    return local_open::ok;
+}
+
+}  // namespace
+
+void qx_filesource::setIncludeReader(qx_includereader reader)
+{
+    includeReader = reader;
+}
+
 qx_filesource::qx_filesource(qx_errors* errors, const qx_connection_settings& settings)
     : errors(errors), settings(settings)
 {
@@ -118,6 +177,7 @@ qx_filesource::~qx_filesource()
 void qx_filesource::close()
 {
     current = nullptr;
+    lines = 0;
     textStream.reset();
     text.reset();
     fileStream.reset();
@@ -126,21 +186,97 @@ void qx_filesource::close()
 bool qx_filesource::open(const char* name, int mode, int parameter)
 {
     close();
+    this->name = name ? name : "";
     int kind = sourceKind(name);
     if (kind == QX_SOURCE_URL || kind == QX_SOURCE_XML_URL) return openUrl(name, mode, parameter);
-    // Binary on every platform: the reader cuts carriage returns itself, and
-    // a Ctrl-Z is data rather than the end of the file.
-#ifdef _WIN32
-    FILE* file = _fsopen(name ? name : "", "rb", _SH_DENYNO);
-#else
-    FILE* file = std::fopen(name ? name : "", "rb");
-#endif
-    if (!file) {
-        if (errors) errors->getErrorRepository().addOsError(qxerr::openFile, name ? name : "", "r");
+    FILE* file = nullptr;
+    const local_open result = openLocal(this->name, kMaxFileBytes, false, file);
+    if (result != local_open::ok) {
+        if (!errors) return false;
+        qx_errorlist& list = errors->getErrorRepository();
+        if (result == local_open::notRegular) {
+            list.addError(qxerr::notRegularFile, this->name.c_str());
+        } else if (result == local_open::tooLarge) {
+            list.addError(qxerr::fileTooLarge, this->name.c_str(), static_cast<int>(kMaxFileBytes >> 20));
+        } else {
+            list.addOsError(qxerr::openFile, this->name.c_str(), "r");
+        }
         return false;
     }
     fileStream = std::make_unique<qxparser_internal::file_stream>(file);
     current = fileStream.get();
+    return checkEncoding();
+}
+
+bool qx_filesource::openInclude(const std::string& path, const std::string& from, int line)
+{
+    close();
+    name = path;
+    qx_errorlist* list = errors ? &errors->getErrorRepository() : nullptr;
+    if (includeReader) {
+        std::string body;
+        if (!includeReader(path, body)) {
+            if (list) list->addError(qxerr::fileNotFound, path.c_str());
+            return false;
+        }
+        if (static_cast<long long>(body.size()) > kMaxIncludeBytes) {
+            if (list) list->addError(qxerr::includeRefused, from.c_str(), line, path.c_str(), "larger than 1 MB");
+            return false;
+        }
+        openText(body.data(), body.size());
+        name = path;
+        return checkEncoding();
+    }
+    if (!fileExists(path.c_str())) {
+        if (list) list->addError(qxerr::fileNotFound, path.c_str());
+        return false;
+    }
+    FILE* file = nullptr;
+    const local_open result = openLocal(path, kMaxIncludeBytes, true, file);
+    if (result != local_open::ok) {
+        if (!list) return false;
+        if (result == local_open::failed) {
+            list->addOsError(qxerr::openFile, path.c_str(), "r");
+        } else {
+            const char* why = result == local_open::notRegular ? "not a regular file"
+                              : result == local_open::link     ? "a symbolic link"
+                                                               : "larger than 1 MB";
+            list->addError(qxerr::includeRefused, from.c_str(), line, path.c_str(), why);
+        }
+        return false;
+    }
+    fileStream = std::make_unique<qxparser_internal::file_stream>(file);
+    current = fileStream.get();
+    return checkEncoding();
+}
+
+bool qx_filesource::checkEncoding()
+{
+    std::string_view head = current->head();
+    qx_errorlist* list = errors ? &errors->getErrorRepository() : nullptr;
+    auto refuse = [&](int32_t code) {
+        if (list) list->addError(code, name.c_str());
+        close();
+        return false;
+    };
+    if (head.substr(0, 3) == "\xEF\xBB\xBF") {
+        // Editors put it there; it is no part of the first head.
+        current->skip(3);
+        if (list) list->addError(qxerr::utf8MarkSkipped, name.c_str());
+        head.remove_prefix(3);
+    }
+    // A narrow reader would see a few odd lines in UTF-16 text and lose the
+    // rest. Without its mark, its NUL bytes give it away (see getLine).
+    if (head.substr(0, 2) == "\xFF\xFE" || head.substr(0, 2) == "\xFE\xFF") {
+        if (list) list->addError(qxerr::wideText, name.c_str(), 1);
+        close();
+        return false;
+    }
+    // Carriage returns alone as line ends make the whole file one line.
+    const size_t cr = head.find('\r');
+    if (cr != std::string_view::npos && head.find('\n') == std::string_view::npos &&
+        head.find_first_not_of('\r', cr) != std::string_view::npos)
+        return refuse(qxerr::crLineEnds);
     return true;
 }
 
@@ -162,7 +298,8 @@ bool qx_filesource::openUrl(const char* name, int mode, int parameter)
     }
     if (!ok) return false;
     openText(http.getBody().data(), http.getBody().size());
-    return true;
+    this->name = name;
+    return checkEncoding();
 }
 
 void qx_filesource::openText(const char* data, size_t size)
@@ -205,7 +342,25 @@ bool qx_filesource::getLine(std::string& line)
 {
     line.clear();
     if (!current) return false;
-    if (current->readLine(line) < 1) return false;
+    bool tooLong = false;
+    const size_t taken = current->readLine(line, kMaxLineBytes, tooLong);
+    if (tooLong) {
+        if (errors)
+            errors->getErrorRepository().addError(qxerr::lineTooLong, name.c_str(), lines + 1,
+                                                  static_cast<int>(kMaxLineBytes));
+        line.clear();
+        current = nullptr;
+        return false;
+    }
+    if (taken < 1) return false;
+    ++lines;
+    if (std::memchr(line.data(), '\0', line.size())) {
+        // No text of ours holds one, and no save could write it back.
+        if (errors) errors->getErrorRepository().addError(qxerr::wideText, name.c_str(), lines);
+        line.clear();
+        current = nullptr;
+        return false;
+    }
     size_t end = line.size();
     // Every carriage return before the line feed belongs to the line end: a
     // CR CR LF is then one line end, as text-mode reading plus a single cut

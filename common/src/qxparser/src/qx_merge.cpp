@@ -78,11 +78,15 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     bool fresh = false;
     if (!existingPath.empty()) {
         setFileName(existingPath);
+        // Every message of the read reaches the log, each with its own line.
+        errorList.setFoldRepeats(false);
         read();
-        if (!isValid()) {
-            errors.appendFrom(errorList);
-            return false;
-        }
+        if (isValid() && !hasMainSections()) errorList.addError(qxerr::noMainSections, existingPath.c_str());
+        // The read's warnings (a skipped mark, a rule over a limit) belong
+        // in the install's log as well.
+        errors.appendFrom(errorList);
+        clearAllErrors();
+        if (!errors.isValid()) return false;
         errors.addError(qxerr::existingLoaded, existingPath.c_str());
     } else {
         copyFrom(templ);
@@ -123,6 +127,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         for (int r = 1; r <= kHighestRule; ++r) {
             if (templateRules.getRule(r).isActive() && !rules.getRule(r).isActive()) {
                 rules.setRule(r, templateRules.getRule(r));
+                rules.setAvailable(true);
                 errors.addError(qxerr::parseRuleAdded, r);
             }
         }
@@ -158,11 +163,16 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
                     errors.addError(qxerr::parseRuleChanged, ref.label, old, r);
                     (entry.*ref.set)(r);
                 }
-                if (added) errors.addError(qxerr::parseRuleAdded, r);
+                if (added) {
+                    rules.setAvailable(true);
+                    errors.addError(qxerr::parseRuleAdded, r);
+                }
             }
             entry.setActive(false);
-            if (swissProtAdded)
+            if (swissProtAdded) {
                 databaseCopy.appendDatabase(entry);
+                databaseCopy.setAvailable(true);
+            }
             else
                 databaseCopy.updateDatabase(found, entry);
         }
@@ -197,7 +207,10 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         const qx_wwwoptions& templateWww = templ.getWWWOptions();
         for (const char* name : {"SwissProt_SEQ", "SwissProt_REP"}) {
             const int k = templateWww.findName(name);
-            if (www.findName(name) < 0 && k >= 0) www.appendEntry(name, templateWww.getValue(k), " ");
+            if (www.findName(name) < 0 && k >= 0) {
+                www.appendEntry(name, templateWww.getValue(k), " ");
+                www.setAvailable(true);
+            }
         }
     }
     replacePlaceholders(www, root, host, url);
@@ -221,7 +234,11 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         options.setNTMonitorGroup(adminsGroup);
         errors.addError(qxerr::optionSet, "NTMonitorGroup", adminsGroup.c_str());
     }
-    if (!url.empty()) options.setResultsFullURL(url + "/cgi/master_results.pl");
+    if (!url.empty()) {
+        const std::string results = url + "/cgi/master_results.pl";
+        options.setResultsFullURL(results);
+        errors.addError(qxerr::optionSet, "ResultsFullURL", results.c_str());
+    }
     if (flags & kAppendOptions) {
         const qx_quorixoptions& templateOptions = templ.getQuorixOptions();
         for (int k = 0; k < templateOptions.lineCount(); ++k) {
@@ -229,6 +246,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             if (options.findName(name) >= 0) continue;
             const std::string value = templateOptions.getValue(k);
             options.appendEntry(name, value, " ");
+            // What the log says was added is in the saved file.
+            options.setAvailable(true);
             errors.addError(qxerr::optionAdded, name.c_str(), value.c_str());
         }
     }
@@ -272,6 +291,32 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     }
     setClusterParams(cluster);
     return true;
+}
+
+qx_datfile::install_result qx_datfile::installQuorixDat(
+    qx_errorlist& errors, const std::string& templatePath, const std::string& existingPath,
+    const std::string& rootDir, const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
+    int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup, uint32_t flags,
+    bool activateSwissProt, const std::string& savePath)
+{
+    mergeInstalledDefaults(errors, templatePath, existingPath, rootDir, webUrl, sequenceDir, clusterMode, noApache,
+                           usersGroup, adminsGroup, flags);
+    if (!errors.isValid()) return mergeFailed;
+    if (activateSwissProt) {
+        qx_databases copy = databases;
+        const int i = copy.findDatabase("SwissProt", true);
+        if (i < 0) return noSwissProt;
+        qx_databaseoptions entry = *copy.getDatabase(i);
+        entry.setActive(true);
+        copy.updateDatabase(i, entry);
+        setDatabases(copy);
+        errors.appendFrom(errorList);
+        if (!isValid()) return activateFailed;
+    }
+    setFileName(savePath);
+    const bool saved = save();
+    errors.appendFrom(errorList);
+    return saved ? installed : saveFailed;
 }
 
 }  // namespace orvane

@@ -1,6 +1,8 @@
 #include "orvane/qx_parserules.h"
 
 #include "orvane/qx_errors.h"
+#include "orvane/qx_filesource.h"
+#include "orvane/qx_regex.h"
 #include "qx_scan.h"
 #include "qx_text.h"
 
@@ -52,6 +54,21 @@ bool qx_parserule::compile(qx_errorlist* errors)
     compiled = std::move(result);
     return true;
 }
+
+namespace {
+
+// A pattern beyond the engines' limits is named with its file and line before
+// any engine sees it; the line itself stays in the section.
+bool patternWithinLimits(const std::string& text, section_input& in)
+{
+    std::string reason;
+    if (qx_regex::withinLimits(text, reason)) return true;
+    in.errors.addError(qxerr::regexLimit, in.fileName.c_str(), in.source.lineNumber(), text.c_str(),
+                       reason.c_str());
+    return false;
+}
+
+}  // namespace
 
 // ------------------------------------------------------------- qx_parseoptions
 
@@ -142,6 +159,7 @@ void qx_parseoptions::readValue(const std::string& line, section_input& in)
     }
     rule.setActive(true);
     rule.setPattern(text);
+    patternWithinLimits(text, in);
 }
 
 // ------------------------------------------------------------ qx_taxonomyrules
@@ -262,7 +280,7 @@ void qx_taxonomyrules::readQuoted(const std::string& line, qx_parserule& rule, s
         return;
     }
     rule.setPattern(text);
-    rule.compile(&in.errors);
+    if (patternWithinLimits(text, in)) rule.compile(&in.errors);
 }
 
 bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx_parserule_plus& plus,
@@ -312,7 +330,7 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
     }
     plus.rule.setActive(true);
     plus.rule.setPattern(text);
-    plus.rule.compile(&in.errors);
+    if (patternWithinLimits(text, in)) plus.rule.compile(&in.errors);
     return true;
 }
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace orvane {
 class qx_filesource;
@@ -91,8 +93,15 @@ struct section_input {
     std::string line;
     orvane::qx_errors* owner = nullptr;
     const orvane::qx_databases* databases = nullptr;
+    // Where a reader notes a line that a save won't write, and why.
+    std::vector<std::pair<int, std::string>>* dropped = nullptr;
 
     bool next();
+    void drop(int from, int to, const std::string& reason)
+    {
+        if (dropped)
+            for (int k = from; k <= to; ++k) dropped->emplace_back(k, reason);
+    }
 };
 
 }  // namespace qxparser_internal

@@ -119,7 +119,7 @@ TEST(DatFile, StatusPageStopsTheReadAtOnce)
     // The head counts with its case, and only outside sections.
     qx_datfile other;
     EXPECT_EQ(readMessages("<body><h1>Quorix search status page</h1>\nOptions\n"
-                           "<BODY><H1>Quorix search status page</H1>\nend\n", other), "");
+                           "<BODY><H1>Quorix search status page</H1>\nend\n", other), "6170;");
 }
 
 TEST(DatFile, TaxonomySectionsByNumber)
@@ -128,8 +128,7 @@ TEST(DatFile, TaxonomySectionsByNumber)
     EXPECT_EQ(readMessages("Taxonomy_64\nA\nend\nTaxonomy_0\nB\nend\nTaxonomy_65\nC\nend\n"
                            "Taxonomy_-1\nend\nTaxonomy_x\nend\nTaxonomy_007\nD\nend\n",
                            dat),
-              "1551;1551;") << "the third of a run folds into the second";
-    EXPECT_EQ(dat.getErrorRepository().getRepeats(2), 1);
+              "1551;6170;1551;6170;1551;6170;") << "each refused section is named with its lines";
     for (int n = 0; n <= dat.getNumberOfTaxonomyRules(); ++n) {
         bool expected = n == 0 || n == 7 || n == 64;
         EXPECT_EQ(dat.getTaxonomyRules(n) != nullptr, expected) << n;

@@ -125,6 +125,7 @@ TEST_F(MergeTest, FirstInstallMakesTheFileFromTheTemplate)
         "Set the value of ForkForUnixApache to 1 in the options section of quorix.dat",
         "Set the value of NTIUserGroup to Users in the options section of quorix.dat",
         "Set the value of NTMonitorGroup to Administrators in the options section of quorix.dat",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
         "Set the value of Enabled to 0 in the cluster section of quorix.dat",
         "Set the value of SubClusterSet to 0 4 in the cluster section of quorix.dat",
         "Set the value of DefaultNodeOS to Windows_NT in the cluster section of quorix.dat",
@@ -153,6 +154,7 @@ TEST_F(MergeTest, UpgradeKeepsTheAdministratorsWork)
         "Added parse rule number 5",
         "Changed taxonomy entry for EST_human",
         "Set the value of ForkForUnixApache to 1 in the options section of quorix.dat",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
         "Added SearchLogFile ../logs/searches.log to the options section of quorix.dat",
         "Added MonitorLogFile ../logs/monitor.log to the options section of quorix.dat",
         "Added InterFileRelPath ../data to the options section of quorix.dat",
@@ -247,13 +249,15 @@ std::vector<edge_case> edgeCases()
          {"SubClusterSet 0 1"}},
         // Fuzz find: the uncomment took a setting's name away at every merge.
         {"setting_mentioning_home_from_master_keeps_its_name",
-         "Cluster\nEnabled 0\nSubClusterSet 0 9\nNote see DefaultNodeHomeDirFromMaster x\nend\n", with(8),
+         "Options\nend\nCluster\nEnabled 0\nSubClusterSet 0 9\nNote see DefaultNodeHomeDirFromMaster x\nend\n", with(8),
          {"Note see DefaultNodeHomeDirFromMaster x"}, {"see DefaultNodeHomeDirFromMaster x"}},
         {"commented_home_from_master_in_the_file_becomes_active",
-         "Cluster\nEnabled 0\nSubClusterSet 0 9\n#  DefaultNodeHomeDirFromMaster y\nend\n", with(8),
+         "Options\nend\nCluster\nEnabled 0\nSubClusterSet 0 9\n#  DefaultNodeHomeDirFromMaster y\nend\n", with(8),
          {"DefaultNodeHomeDirFromMaster y"}, {"#  DefaultNodeHomeDirFromMaster y"}},
         {"option_under_a_comment_only_is_appended", "Options\n# MaxQueries 50\nend\n", with(32),
          {"# MaxQueries 50", "MaxQueries 10000"}, {}},
+        {"what_is_added_is_saved_without_its_section", "Databases\nend\n", with(32 | 2),
+         {"MaxQueries 10000", "RULE_8\t\">[^|]*|\\([^ ]*\\)\""}, {}},
         {"first_install_leaves_swissprot_commented", "", with(136),
          {"# SwissProt\tD:/seq/sp.fasta\tAA\t1234\t1\t1\t1\t4\t0\t1\t6\t7\t8\t3"}, {}},
     };
@@ -327,6 +331,7 @@ TEST_F(MergeTest, SwissProtIsAddedWithItsRulesAndPages)
         "Changed description parse rule from rule 7 to 1",
         "Changed accession reference  parse rule from rule 8 to 2",
         "Added parse rule number 2",
+        "Set the value of ResultsFullURL to http://qxhost/quorix/cgi/master_results.pl in the options section of quorix.dat",
     };
     EXPECT_EQ(tail, want);
 }
@@ -378,7 +383,7 @@ TEST_F(MergeTest, FailuresEndInTheirMessage)
         {"empty_computer_name", "", 136, false, "", "Failed to determine the hostname"},
         {"no_free_rule", full.c_str(), 4, false, "QXHOST",
          "Failed to added parse rule required for SwissProt - too many rules already in quorix.dat?"},
-        {"no_subclusterset", "Cluster\nEnabled 0\nend\n", 8, false, "QXHOST", "No SubClusterSet entry in quorix.dat"},
+        {"no_subclusterset", "Options\nend\nCluster\nEnabled 0\nend\n", 8, false, "QXHOST", "No SubClusterSet entry in quorix.dat"},
     };
     const std::string templ = file("template.dat", kSmallTemplate);
     for (const failure_case& c : cases) {
@@ -386,7 +391,7 @@ TEST_F(MergeTest, FailuresEndInTheirMessage)
         machine.nameFails = c.nameFails;
         machine.name = c.hostName;
         const std::string existing = *c.existing ? file("existing.dat", c.existing) : "";
-        merge(templ, existing, with(c.flags));
+        merge(templ, existing, with(c.flags, ""));
         EXPECT_FALSE(errors.isValid());
         EXPECT_EQ(errors.getMessage(-1), c.last);
         if (std::string(c.name) != "no_free_rule") {

@@ -14,8 +14,13 @@ using namespace orvane;
 TEST(Regex, SameCompileResultAndSubExpressionCountOnEveryPlatform)
 {
     struct Case {
-        const char* pattern;
+        std::string pattern;
         int groups;  // -1: doesn't compile
+    };
+    auto nested = [](int n) {
+        std::string p;
+        for (int i = 0; i < n; ++i) p = "\\(" + p + "\\)";
+        return p.insert(2 * n, "a");
     };
     const Case cases[] = {
         // The shapes real parse rules have.
@@ -60,6 +65,16 @@ TEST(Regex, SameCompileResultAndSubExpressionCountOnEveryPlatform)
         {"\\{1\\}", -1},
         {"\\(a\\)\\2", -1},
         {"\\", -1},
+        // The limits, each at its edge, before either engine sees a pattern.
+        {nested(16), 16},
+        {nested(17), -1},
+        {"a\\{255\\}", 0},
+        {"a\\{1,256\\}", -1},
+        {"\\(a\\{100\\}\\)\\{100\\}", 1},
+        {"\\(a\\{100\\}\\)\\{101\\}", -1},
+        {"\\(\\(\\(a\\{1,255\\}\\)\\{1,255\\}\\)\\{1,255\\}\\)", -1},
+        {std::string(1024, 'a'), 0},
+        {std::string(1025, 'a'), -1},
     };
     for (const Case& c : cases) {
         std::string error = "stale";

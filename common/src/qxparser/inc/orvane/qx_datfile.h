@@ -62,6 +62,12 @@ public:
     // Null deletes section n; otherwise it is made if missing and copied.
     void setTaxonomyRules(int n, const qx_taxonomyrules* rules);
     int getNumberOfTaxonomyRules() const { return kHighestTaxonomy; }
+    // A file without any of Databases, PARSE and Options is cut short or no
+    // quorix.dat at all: nothing to upgrade.
+    bool hasMainSections() const
+    {
+        return databases.isAvailable() || parseOptions.isAvailable() || quorixOptions.isAvailable();
+    }
 
     // Compiles the parse rules that the active databases name, up to the
     // first inactive one; a rule that isn't defined is reported. `read`
@@ -76,6 +82,25 @@ public:
                                 const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
                                 int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
                                 uint32_t flags);
+
+    // The install's execute phase on quorix.dat, for the installer and qxdat
+    // alike: the merge above, then SwissProt's entry made active if asked,
+    // then a save to savePath (a new file that the caller puts in place).
+    // All messages go to `errors`; the result names the step that failed.
+    enum install_result { installed, mergeFailed, noSwissProt, activateFailed, saveFailed };
+    install_result installQuorixDat(qx_errorlist& errors, const std::string& templatePath,
+                                    const std::string& existingPath, const std::string& rootDir,
+                                    const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
+                                    int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
+                                    uint32_t flags, bool activateSwissProt, const std::string& savePath);
+
+    // The lines that the last read won't give to a save, each with why; the
+    // messages (6170, 1541) say the same, folded when they repeat.
+    struct dropped_line {
+        int line;
+        std::string reason;
+    };
+    const std::vector<dropped_line>& getDroppedLines() const { return droppedLines; }
 
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
@@ -108,6 +133,7 @@ private:
     qx_quorixfiles quorixFiles;
     std::vector<std::string> comments;
     qx_connection_settings connectionSettings;
+    std::vector<dropped_line> droppedLines;
 };
 
 }  // namespace orvane

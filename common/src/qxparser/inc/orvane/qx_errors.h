@@ -79,6 +79,17 @@ constexpr int32_t clusterSet = 6157;
 constexpr int32_t noHostname = 6158;
 constexpr int32_t noSubClusterSet = 6159;
 constexpr int32_t parseRuleChanged = 6160;
+// Hostile or careless input: refused before the work, or kept whole.
+constexpr int32_t utf8MarkSkipped = 6161;
+constexpr int32_t wideText = 6162;
+constexpr int32_t crLineEnds = 6163;
+constexpr int32_t notRegularFile = 6164;
+constexpr int32_t fileTooLarge = 6165;
+constexpr int32_t lineTooLong = 6166;
+constexpr int32_t noMainSections = 6167;
+constexpr int32_t includeRefused = 6168;
+constexpr int32_t regexLimit = 6169;
+constexpr int32_t lineDropped = 6170;
 }  // namespace qxerr
 
 // One row of the message table.

@@ -106,6 +106,16 @@ private:
 
 namespace orvane {
 
+// What a read takes in, checked before the work: no input makes a read hang,
+// or grow without bound. Real files are far below each.
+constexpr long long kMaxFileBytes = 64LL << 20;
+constexpr long long kMaxIncludeBytes = 1LL << 20;
+constexpr size_t kMaxLineBytes = 1u << 20;
+
+// Serves the text of an @include path instead of the file system (the fuzz
+// targets' seam). False means no such file.
+using qx_includereader = bool (*)(const std::string& path, std::string& text);
+
 class qx_filesource {
 public:
     qx_filesource(qx_errors* errors, const qx_connection_settings& settings);
@@ -118,6 +128,12 @@ public:
     // Serves lines out of a text held in memory, as for an HTTP response body.
     void openText(const char* data, size_t size);
     bool isOpen() const { return current != nullptr; }
+    // The file of an @include at line `line` of `from`: a regular file only,
+    // not a link, at most kMaxIncludeBytes. Failures are reported here.
+    bool openInclude(const std::string& path, const std::string& from, int line);
+    static void setIncludeReader(qx_includereader reader);
+    // Lines handed out so far; a refused read gives the line it stopped at.
+    int lineNumber() const { return lines; }
 
     // Fixed-buffer form: at most size - 1 characters of a line. `start`
     // points behind leading blanks and tabs, `length` counts the characters
@@ -134,6 +150,12 @@ private:
     void close();
     // A name of kind 3 or 4: `mode` picks what is asked of the server.
     bool openUrl(const char* name, int mode, int parameter);
+    // Looks at the start of what was opened: skips a UTF-8 mark, refuses
+    // UTF-16 and lines that end in carriage returns alone.
+    bool checkEncoding();
+
+    std::string name;
+    int lines = 0;
 
     qx_errors* errors;
     qx_connection_settings settings;

@@ -1,0 +1,141 @@
+// The preservation law of a quorix.dat read and save: every line of the input
+// is in the output, or a message says why not. Spacing may change (a
+// Databases entry is written with tabs, a section's trailing blanks are cut),
+// so a line counts as kept when its run of words is a line of the output.
+// Heads and end lines are written in their own form. A message accounts for
+// a line when it names it ("line N", "lines N to M") or, for the messages
+// that name no line, quotes the start of its first word; after the search status page
+// (2307) the read has ended and nothing more is owed.
+#pragma once
+
+#include <cctype>
+#include <cstdlib>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "orvane/qx_errors.h"
+
+namespace qxlaw {
+
+inline std::vector<std::string> words(const std::string& line)
+{
+    std::vector<std::string> out;
+    std::string word;
+    for (size_t i = 0; i <= line.size(); ++i) {
+        const char c = i < line.size() ? line[i] : ' ';
+        const bool space = c == ' ' || c == '\t' || c == '\r' || c == '\x1a';
+        // "#Name" and "# Name" are the same inactive entry.
+        if (space || (c == '#' && word.empty() && out.empty())) {
+            if (!word.empty()) out.push_back(word);
+            word.clear();
+            if (!space) out.push_back("#");
+        } else {
+            word += c;
+        }
+    }
+    // A '#' alone is an empty comment, which may come back as a blank line.
+    if (out.size() == 1 && out[0] == "#") out.clear();
+    return out;
+}
+
+inline std::string joined(const std::vector<std::string>& w)
+{
+    std::string out;
+    for (const std::string& s : w) out += s + " ";
+    return out;
+}
+
+inline bool startsNoCase(const std::string& line, const char* prefix)
+{
+    for (size_t i = 0; prefix[i]; ++i)
+        if (i >= line.size() || std::tolower(static_cast<unsigned char>(line[i])) !=
+                                    std::tolower(static_cast<unsigned char>(prefix[i])))
+            return false;
+    return true;
+}
+
+// Empty if the law holds; otherwise the first line that is neither kept nor
+// named.
+// With `merged`, the output is a merge's: it rewrites every Databases entry
+// (paths and threads) and fills placeholders, so those lines are not owed.
+inline std::string unaccounted(std::string input, const std::string& output, const orvane::qx_errorlist& messages,
+                               bool merged = false)
+{
+    if (input.compare(0, 3, "\xEF\xBB\xBF") == 0) input.erase(0, 3);
+    std::set<std::string> kept, keys;
+    size_t start = 0;
+    while (start < output.size()) {
+        size_t nl = output.find('\n', start);
+        if (nl == std::string::npos) nl = output.size();
+        const std::vector<std::string> w = words(output.substr(start, nl - start));
+        kept.insert(joined(w));
+        if (!w.empty()) keys.insert(w[0]);
+        start = nl + 1;
+    }
+    std::set<long> named;
+    std::vector<std::string> texts;
+    long endedAt = -1;
+    int shortEntries = 0;  // each names a Databases line it drops, by its first word as scanned
+    for (int n = 1; n <= messages.getMessageCount(); ++n) {
+        const std::string text = messages.getMessage(n);
+        texts.push_back(text);
+        if (messages.getErrorNumber(n) == 2307) endedAt = 0;
+        if (messages.getErrorNumber(n) == 1541) ++shortEntries;
+        const size_t range = text.rfind("(lines ");
+        if (range != std::string::npos) {
+            char* end = nullptr;
+            const long from = std::strtol(text.c_str() + range + 7, &end, 10);
+            const long to = std::strtol(end + 4, nullptr, 10);
+            for (long k = from; k <= to && k - from < 1000000; ++k) named.insert(k);
+        }
+        const size_t at = text.find(", line ");
+        if (at != std::string::npos) named.insert(std::strtol(text.c_str() + at + 7, nullptr, 10));
+    }
+    long number = 0;
+    std::string section;
+    start = 0;
+    while (start < input.size()) {
+        size_t nl = input.find('\n', start);
+        if (nl == std::string::npos) nl = input.size();
+        const std::string line = input.substr(start, nl - start);
+        start = nl + 1;
+        ++number;
+        const std::vector<std::string> w = words(line);
+        // A WWW entry is written from its values, each in plain quotes.
+        const bool canonical = section == "www";
+        if (w.empty()) continue;
+        if (section.empty()) {
+            // At the top level only a head opens a section, as in the reader.
+            for (const char* h : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
+                                  "Options", "Cron", "Files"})
+                if (startsNoCase(line.substr(line.find_first_not_of(" \t") == std::string::npos
+                                                 ? 0 : line.find_first_not_of(" \t")), h)) {
+                    section = std::string(h).substr(0, 3);
+                    for (char& c : section) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                }
+        } else if (startsNoCase(w[0], "end") && (w[0].size() == 3 || line.find(w[0]) + 3 == line.find(' '))) {
+            section.clear();
+        }
+        if (kept.count(joined(w)) || named.count(number) || endedAt >= 0) continue;
+        if (canonical && keys.count(w[0])) continue;
+        if (merged && (section == "dat" || line.find("###") != std::string::npos)) continue;
+        if (section == "dat" && shortEntries > 0) {
+            --shortEntries;
+            continue;
+        }
+        // Messages may quote a name cut to its field's size.
+        const std::string first = w[0].substr(0, 16);
+        bool head = false;
+        for (const char* h : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor", "Options",
+                              "Cron", "Files", "end", "<BODY><H1>Quorix search status page</H1>"})
+            head = head || startsNoCase(first, h);
+        if (head) continue;
+        bool quoted = false;
+        for (const std::string& t : texts) quoted = quoted || t.find(first) != std::string::npos;
+        if (!quoted) return "line " + std::to_string(number) + " is neither kept nor named: " + line;
+    }
+    return std::string();
+}
+
+}  // namespace qxlaw

@@ -4,7 +4,6 @@
 
 #include "pal/strings.h"
 
-#ifdef QX_HAVE_ORVANE
 #include "orvane/qx_datfile.h"
 #include "parser_log/parser_log.h"
 
@@ -19,12 +18,3 @@ ClusterSetting ReadClusterSetting(const std::wstring& datPath)
     return file.getClusterParams().isEnabled() ? ClusterSetting::On : ClusterSetting::Off;
 }
 
-#else
-
-// A tree built without the configuration library can't read the file.
-ClusterSetting ReadClusterSetting(const std::wstring&)
-{
-    return ClusterSetting::Unreadable;
-}
-
-#endif

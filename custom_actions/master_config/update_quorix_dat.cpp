@@ -15,10 +15,8 @@
 #include "msiu/session.h"
 #include "pal/strings.h"
 
-#ifdef QX_HAVE_ORVANE
 #include "orvane/qx_datfile.h"
 #include "parser_log/parser_log.h"
-#endif
 
 namespace quorix::master_config {
 
@@ -44,7 +42,6 @@ std::wstring LocalGroupName(DWORD rid)
     return name;
 }
 
-#ifdef QX_HAVE_ORVANE
 namespace {
 
 std::string Narrow(const std::wstring& text)
@@ -103,13 +100,6 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         msiu::ThrowError(hr, L"Failed to write new quorix.dat: %s", msiu::ErrorText(hr).c_str());
     }
 }
-#else
-void WriteQuorixDat(std::vector<std::wstring>)
-{
-    // A tree built without the configuration library has no merge to run.
-    msiu::ThrowError(msiu::kFail, L"Can't create new quorix.dat: %s", L"no configuration library");
-}
-#endif
 
 }  // namespace quorix::master_config
 

@@ -6,14 +6,10 @@
 #include "pal/strings.h"
 #include "permissions/permissions.h"
 
-#ifdef QX_HAVE_ORVANE
 #include "orvane/qx_datfile.h"
 #include "parser_log/parser_log.h"
-#endif
 
 namespace quorix::permissions {
-
-#ifdef QX_HAVE_ORVANE
 
 Settings ReadSettings(const std::wstring& datPath)
 {
@@ -27,15 +23,5 @@ Settings ReadSettings(const std::wstring& datPath)
     const orvane::qx_quorixoptions& options = file.getQuorixOptions();
     return {PAL::WideText(options.getNTIUserGroup()).str(), PAL::WideText(options.getInterFileBasePath()).str()};
 }
-
-#else
-
-// A tree built without the configuration library can't read the file.
-Settings ReadSettings(const std::wstring&)
-{
-    msiu::ThrowError(msiu::kFail, L"Failed to read quorix.dat: %s", L"no configuration library in this build");
-}
-
-#endif
 
 }  // namespace quorix::permissions

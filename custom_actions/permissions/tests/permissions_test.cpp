@@ -267,7 +267,6 @@ TEST(FixDirPermissionsDeferred, SixFieldsAndNoFileOpenedOutsideTheScript)
     }
 }
 
-#ifdef QX_HAVE_ORVANE
 TEST(ReadSettings, UnreadableFileFailsWithTheLastMessage)
 {
     qxtest::TempDir dir;
@@ -293,6 +292,5 @@ TEST(ReadSettings, ValuesComeFromTheOptionsSection)
     EXPECT_EQ(got.group, L"Quorix Users");
     EXPECT_EQ(got.interFileBasePath, L"D:/qx/data");
 }
-#endif
 
 }  // namespace

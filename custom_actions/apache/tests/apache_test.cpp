@@ -4,6 +4,7 @@
 
 #include "apache/apache_conf.h"
 #include "msiu/deferred.h"
+#include "msiu/files.h"
 #include "qxtest/session.h"
 
 extern "C" UINT __stdcall CreateApacheConfDeferred(MSIHANDLE session);
@@ -121,7 +122,22 @@ TEST(CreateApacheConfDeferred, DataMustHaveExactlySixFields)
 }
 
 // The phases are run here one at a time, as the install script would run
-// them, against a file that cannot be replaced.
+// them. F turns read-only, or another program opens it, after the old file
+// was saved and just before the new one replaces it (a read-only or locked F
+// found at the start is refused before anything changes).
+HANDLE gHolder = INVALID_HANDLE_VALUE;
+bool gReadOnly = false;
+std::wstring gTarget;
+
+void SpoilTargetBeforeReplace(const wchar_t* operation, const std::wstring& path)
+{
+    if (std::wstring(operation) != L"replace" || path != gTarget) return;
+    if (gReadOnly)
+        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    else
+        gHolder = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+}
+
 TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
 {
     const std::string old = "# the administrator's fragment\r\n";
@@ -129,19 +145,20 @@ TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
         qxtest::TempDir dir;
         const std::wstring F = dir.File(L"httpd.conf");
         qxtest::WriteFileBytes(F, old);
-        HANDLE holder = INVALID_HANDLE_VALUE;
-        if (readOnly)
-            SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_READONLY);
-        else
-            holder = CreateFileW(F.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+        gReadOnly = readOnly;
+        gTarget = F;
+        msiu::detail::SetFileStepHook(SpoilTargetBeforeReplace);
+        HANDLE& holder = gHolder;
         qxtest::Session s(qxtest::Props{{L"CustomActionData", L"1.0|" + F + L"|C:\\a\\|C:\\b\\|C:\\c\\|q"}});
         msiu::detail::SetPhaseOverride(msiu::Phase::Execute);
         EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 1603u);
+        msiu::detail::SetFileStepHook(nullptr);
         EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"CreateApacheConfDeferred:  Unable to write httpd.conf "
                                                                 L"file: " + F + L"  (0x80004005)"})
             << readOnly;
         EXPECT_TRUE(qxtest::Exists(F + L".tmp"));
         if (holder != INVALID_HANDLE_VALUE) CloseHandle(holder);
+        holder = INVALID_HANDLE_VALUE;
 
         msiu::detail::SetPhaseOverride(msiu::Phase::Rollback);
         EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u) << readOnly;

@@ -307,7 +307,6 @@ void FileTransaction::SaveOriginal(bool required)
 // that truncates an existing name would then write through it.
 FILE* FileTransaction::OpenStaging(bool binary)
 {
-    Step(L"create", staging_);
     HANDLE h = CreateFileW(staging_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                            FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
     if (h == INVALID_HANDLE_VALUE) return nullptr;

@@ -67,7 +67,7 @@ private:
 
 namespace detail {
 // Called before every operation that changes files ("copy", "rename",
-// "move", "create", "replace"), with the file it makes. Tests stop a process there.
+// "move", "replace"), with the file it makes. Tests stop a process there.
 using FileStepHook = void (*)(const wchar_t* operation, const std::wstring& path);
 void SetFileStepHook(FileStepHook hook);
 // Where the attributes of a name come from (GetFileAttributesW unless set).

@@ -2,7 +2,6 @@
 // function writes httpd.conf by the .tmp/.bak transaction.
 #include <windows.h>
 #include <msi.h>
-#include <share.h>
 
 #include <cstdio>
 #include <memory>
@@ -57,7 +56,8 @@ struct FileCloser {
 // the failure names F either way.
 void WriteFragment(msiu::FileTransaction& file, const FragmentValues& values)
 {
-    std::unique_ptr<FILE, FileCloser> out(_wfsopen(file.Staging().c_str(), L"wt", _SH_DENYNO));
+    std::unique_ptr<FILE, FileCloser> out(file.OpenStaging());
+    // A name already at N is not ours to remove.
     bool failed = !out;
     if (out) {
         std::istringstream lines(BuildFragment(values));
@@ -67,12 +67,10 @@ void WriteFragment(msiu::FileTransaction& file, const FragmentValues& values)
         }
         failed = failed || std::ferror(out.get());
         failed = (std::fclose(out.release()) != 0) || failed;
+        if (!failed) failed = !file.InstallStaging();
+        if (failed) DeleteFileW(file.Staging().c_str());
     }
-    if (!failed) failed = !file.InstallStaging();
-    if (failed) {
-        DeleteFileW(file.Staging().c_str());
-        msiu::ThrowError(msiu::kFail, L"Unable to write httpd.conf file: %s", file.Target().c_str());
-    }
+    if (failed) msiu::ThrowError(msiu::kFail, L"Unable to write httpd.conf file: %s", file.Target().c_str());
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 #include <windows.h>
 #include <msi.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <istream>
-#include <ostream>
+#include <sstream>
 
 #include "help_search/help_search.h"
 #include "msiu/deferred.h"
@@ -32,17 +32,18 @@ void UpdateConfFile(const std::wstring& file, const std::wstring& databaseDir, c
         if (!in.is_open())
             msiu::ThrowError(msiu::kFail, L"Can't open file for reading: %s", transaction.Temp().c_str());
         // Written beside F and renamed over it: F is never half-written.
-        std::ofstream out(std::filesystem::path(transaction.Staging()), std::ios::out | std::ios::trunc);
-        if (!out.is_open()) msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
-        try {
-            RewriteConfLines(in, out, PAL::NarrowText(databaseDir), PAL::NarrowText(webUrl), transaction.Temp(),
-                             file);
-            out.close();
-            if (out.fail()) msiu::ThrowError(msiu::kFail, L"Failed writing file: %s", file.c_str());
-        } catch (...) {
-            out.close();
+        // The text is made first, so that N is only created to be written.
+        std::ostringstream text;
+        RewriteConfLines(in, text, PAL::NarrowText(databaseDir), PAL::NarrowText(webUrl), transaction.Temp(), file);
+        FILE* out = transaction.OpenStaging();
+        if (!out) msiu::ThrowError(msiu::kFail, L"Can't open file for writing: %s", file.c_str());
+        const std::string written = text.str();
+        bool failed = std::fwrite(written.data(), 1, written.size(), out) != written.size();
+        failed = std::fflush(out) != 0 || failed;
+        failed = std::fclose(out) != 0 || failed;
+        if (failed) {
             DeleteFileW(transaction.Staging().c_str());
-            throw;
+            msiu::ThrowError(msiu::kFail, L"Failed writing file: %s", file.c_str());
         }
     }
     if (!transaction.InstallStaging())

@@ -2,6 +2,7 @@
 #include <windows.h>
 #include <msi.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -72,8 +73,15 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         fields[kAdminsGroup].clear();
     }
 
-    // Saved beside F and renamed over it: F is never half-written.
+    // Saved beside F and renamed over it: F is never half-written. N is
+    // created by the transaction, never through a name that stands there.
     msiu::FileTransaction file(target);
+    const auto failedToWrite = [] {
+        const HRESULT hr = msiu::HResultFromWin32(static_cast<long>(GetLastError()));
+        msiu::ThrowError(hr, L"Failed to write new quorix.dat: %s", msiu::ErrorText(hr).c_str());
+    };
+    FILE* out = file.OpenStaging();
+    if (!out) failedToWrite();
     orvane::qx_errorlist errors;
     errors.setLoggingLevel(orvane::QX_SEV_INFO);
     orvane::qx_datfile dat;
@@ -81,7 +89,9 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         errors, Narrow(fields[kTemplatePath]), Narrow(existing), Narrow(fields[kWebRootDir]), Narrow(fields[kWebUrl]),
         Narrow(fields[kSequenceDir]), fields[kClusterMode] == L"1", PAL::StrToInt(fields[kNoApache]),
         Narrow(fields[kUsersGroup]), Narrow(fields[kAdminsGroup]), PAL::StrToULong(fields[kMergeFlags]),
-        fields[kActivateSwissProt] == L"1", Narrow(file.Staging()));
+        fields[kActivateSwissProt] == L"1", Narrow(file.Staging()), out);
+    const bool closed = std::fclose(out) == 0;
+    if (result != orvane::qx_datfile::installed || !closed) DeleteFileW(file.Staging().c_str());
     orvane::logParserErrors(errors);
     switch (result) {
     case orvane::qx_datfile::installed: break;
@@ -92,13 +102,10 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
     case orvane::qx_datfile::activateFailed:
         msiu::ThrowError(msiu::kFail, L"Failed to activate SwissProt entry: %s", LastMessage(errors).c_str());
     case orvane::qx_datfile::saveFailed:
-        DeleteFileW(file.Staging().c_str());
         msiu::ThrowError(msiu::kFail, L"Failed to write new quorix.dat: %s", LastMessage(errors).c_str());
     }
-    if (!file.InstallStaging()) {
-        const HRESULT hr = msiu::HResultFromWin32(static_cast<long>(GetLastError()));
-        msiu::ThrowError(hr, L"Failed to write new quorix.dat: %s", msiu::ErrorText(hr).c_str());
-    }
+    if (!closed) failedToWrite();
+    if (!file.InstallStaging()) failedToWrite();
 }
 
 }  // namespace quorix::master_config

@@ -4,6 +4,9 @@
 #include <shlobj.h>
 #include <shlwapi.h>
 
+#include <fcntl.h>
+#include <io.h>
+
 #include <vector>
 
 #include "msiu/error.h"
@@ -297,6 +300,27 @@ void FileTransaction::SaveOriginal(bool required)
         MoveFileTo(temp_, backup_, true);
     }
     if (required || FileExists(target_)) CopyFileTo(target_, temp_, true);
+}
+
+// N is created here and nowhere else: a member of the users group could
+// put a link at N after SaveOriginal removed what stood there, and a writer
+// that truncates an existing name would then write through it.
+FILE* FileTransaction::OpenStaging(bool binary)
+{
+    HANDLE h = CreateFileW(staging_.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                           FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    if (h == INVALID_HANDLE_VALUE) return nullptr;
+    const int fd = _open_osfhandle(reinterpret_cast<intptr_t>(h), binary ? _O_BINARY : _O_TEXT);
+    FILE* file = fd == -1 ? nullptr : _fdopen(fd, binary ? "wb" : "wt");
+    if (!file) {
+        if (fd == -1)
+            CloseHandle(h);
+        else
+            _close(fd);
+        DeleteFileW(staging_.c_str());
+        SetLastError(ERROR_TOO_MANY_OPEN_FILES);
+    }
+    return file;
 }
 
 bool FileTransaction::InstallStaging()

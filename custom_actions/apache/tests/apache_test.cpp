@@ -124,15 +124,20 @@ TEST(CreateApacheConfDeferred, DataMustHaveExactlySixFields)
 // The phases are run here one at a time, as the install script would run
 // them. F turns read-only, or another program opens it, after the old file
 // was saved and just before the new one replaces it (a read-only or locked F
-// found at the start is refused before anything changes).
+// found at the start is refused before anything changes); or a name is
+// planted at N as T is put in place, after the clean-up, and is neither
+// written nor removed.
+enum Spoil { readOnly, held, planted };
 HANDLE gHolder = INVALID_HANDLE_VALUE;
-bool gReadOnly = false;
+Spoil gSpoil = readOnly;
 std::wstring gTarget;
 
 void SpoilTargetBeforeReplace(const wchar_t* operation, const std::wstring& path)
 {
+    if (gSpoil == planted && std::wstring(operation) == L"rename" && path == gTarget + L".tmp")
+        qxtest::WriteFileBytes(gTarget + L".new", "planted");
     if (std::wstring(operation) != L"replace" || path != gTarget) return;
-    if (gReadOnly)
+    if (gSpoil == readOnly)
         SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
     else
         gHolder = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
@@ -141,11 +146,11 @@ void SpoilTargetBeforeReplace(const wchar_t* operation, const std::wstring& path
 TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
 {
     const std::string old = "# the administrator's fragment\r\n";
-    for (const bool readOnly : {true, false}) {  // or held open by another program
+    for (const Spoil spoil : {readOnly, held, planted}) {
         qxtest::TempDir dir;
         const std::wstring F = dir.File(L"httpd.conf");
         qxtest::WriteFileBytes(F, old);
-        gReadOnly = readOnly;
+        gSpoil = spoil;
         gTarget = F;
         msiu::detail::SetFileStepHook(SpoilTargetBeforeReplace);
         HANDLE& holder = gHolder;
@@ -155,13 +160,14 @@ TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
         msiu::detail::SetFileStepHook(nullptr);
         EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"CreateApacheConfDeferred:  Unable to write httpd.conf "
                                                                 L"file: " + F + L"  (0x80004005)"})
-            << readOnly;
+            << spoil;
         EXPECT_TRUE(qxtest::Exists(F + L".tmp"));
+        if (spoil == planted) EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
         if (holder != INVALID_HANDLE_VALUE) CloseHandle(holder);
         holder = INVALID_HANDLE_VALUE;
 
         msiu::detail::SetPhaseOverride(msiu::Phase::Rollback);
-        EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u) << readOnly;
+        EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u) << spoil;
         msiu::detail::SetPhaseOverride(msiu::Phase::None);
         EXPECT_EQ(qxtest::ReadFileBytes(F), old);
         EXPECT_FALSE(qxtest::Exists(F + L".tmp"));

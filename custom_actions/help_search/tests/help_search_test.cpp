@@ -8,6 +8,7 @@
 
 #include "help_search/help_search.h"
 #include "msiu/error.h"
+#include "msiu/files.h"
 #include "msiu/session.h"
 #include "qxtest/session.h"
 #include "qxtest/standins.h"
@@ -80,35 +81,47 @@ TEST(Conf, TheThreeLinesStartInColumnOneWithOneTab)
     EXPECT_EQ(LimitUrlsLine("http://h:8080/q"), "limit_urls_to:\thttp://h:8080/q");
 }
 
-TEST(Conf, MissingFileFailsWithTheCopysText)
+// F missing; F that another program holds open (refused before the copy);
+// a name planted at N after the clean-up, which is neither written
+// nor removed by the failing execute, and the rollback restores F.
+TEST(Conf, FilesThatCannotBeWrittenFailAndLeaveFAsItWas)
 {
-    qxtest::TempDir dir;
-    const std::wstring F = dir.File(L"htdig.conf");
-    const Frame f = InFrame(L"Conf", [&] { UpdateConfFile(F, L"C:/db", L"http://h"); });
-    EXPECT_EQ(f.result, 1603u);
-    EXPECT_EQ(f.fatal, std::vector<std::wstring>{L"Conf:  Failed to copy \"" + F + L"\" to \"" + F +
-                                                 L".tmp\".  Reason: " +
-                                                 qxtest::SystemText(static_cast<HRESULT>(0x80070002)) +
-                                                 L"  (0x80070002)"});
-    EXPECT_FALSE(qxtest::Exists(F));
-}
-
-TEST(Conf, FileThatCannotBeWrittenFailsBeforeTheCopy)
-{
-    qxtest::TempDir dir;
-    const std::wstring F = dir.File(L"htdig.conf");
-    qxtest::WriteFileBytes(F, "start_url: x\r\n");
-    // Readable for the copy, but nobody else may write it.
-    HANDLE holder = CreateFileW(F.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(holder, INVALID_HANDLE_VALUE);
-    const Frame f = InFrame(L"Conf", [&] { UpdateConfFile(F, L"C:/db", L"http://h"); });
-    CloseHandle(holder);
-    EXPECT_EQ(f.result, 1603u);
-    EXPECT_EQ(f.fatal, std::vector<std::wstring>{L"Conf:  Can't change \"" + F + L"\".  Reason: " +
-                                                 qxtest::SystemText(static_cast<HRESULT>(0x80070020)) +
-                                                 L"  (0x80070020)"});
-    EXPECT_EQ(qxtest::ReadFileBytes(F), "start_url: x\r\n");
-    EXPECT_FALSE(qxtest::Exists(F + L".tmp"));
+    const auto reason = [](const std::wstring& text, unsigned long hr) {
+        wchar_t code[16];
+        swprintf(code, 16, L"  (0x%08lx)", hr);
+        return text + L".  Reason: " + qxtest::SystemText(static_cast<HRESULT>(hr)) + code;
+    };
+    enum { missing, held, planted };
+    for (const int c : {missing, held, planted}) {
+        SCOPED_TRACE(c);
+        qxtest::TempDir dir;
+        const std::wstring F = dir.File(L"htdig.conf");
+        const std::string old = "start_url: x\r\n";
+        if (c != missing) qxtest::WriteFileBytes(F, old);
+        // Readable for the copy, but nobody else may write it.
+        HANDLE holder = c != held ? INVALID_HANDLE_VALUE
+                                  : CreateFileW(F.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0,
+                                                nullptr);
+        msiu::detail::SetFileStepHook(c != planted ? nullptr : +[](const wchar_t* step, const std::wstring& path) {
+            // T, F.tmp, is renamed into place after the clean-up of N.
+            if (std::wstring(step) == L"rename")
+                qxtest::WriteFileBytes(path.substr(0, path.size() - 4) + L".new", "planted");
+        });
+        const Frame f = InFrame(L"Conf", [&] { UpdateConfFile(F, L"C:/db", L"http://h"); });
+        msiu::detail::SetFileStepHook(nullptr);
+        if (holder != INVALID_HANDLE_VALUE) CloseHandle(holder);
+        EXPECT_EQ(f.result, 1603u);
+        const std::wstring want[] = {
+            reason(L"Conf:  Failed to copy \"" + F + L"\" to \"" + F + L".tmp\"", 0x80070002),
+            reason(L"Conf:  Can't change \"" + F + L"\"", 0x80070020),
+            L"Conf:  Can't open file for writing: " + F + L"  (0x80004005)"};
+        EXPECT_EQ(f.fatal, std::vector<std::wstring>{want[c]});
+        EXPECT_EQ(qxtest::Exists(F + L".tmp"), c == planted);
+        if (c == planted) EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
+        msiu::FileTransaction(F).Rollback();
+        EXPECT_EQ(qxtest::Exists(F), c != missing);
+        if (c != missing) EXPECT_EQ(qxtest::ReadFileBytes(F), old);
+    }
 }
 
 // A source that gives some text and then breaks, and a sink that takes a

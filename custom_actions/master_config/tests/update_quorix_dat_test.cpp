@@ -12,6 +12,7 @@
 #include "master_config/master_config.h"
 #include "msiu/deferred.h"
 #include "msiu/error.h"
+#include "msiu/files.h"
 #include "msiu/session.h"
 #include "orvane/qx_filesource.h"
 #include "orvane/qx_machine.h"
@@ -270,15 +271,40 @@ TEST_F(WriteQuorixDatTest, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
     EXPECT_GE(rows, 9);
 }
 
+// N cannot be made: its directory is missing, or a name is planted at N
+// after the clean-up; that name is neither written nor removed, F is
+// as it was and the rollback puts it back.
 TEST_F(WriteQuorixDatTest, AFileThatCannotBeWrittenFails)
 {
-    qxtest::Session s;
-    auto fields = Fields(kPackage + L"/not.quorix.dat", L"136", L"0");
-    fields[kQuorixDat] = dir.File(L"no\\such\\quorix.dat");
-    EXPECT_EQ(Run(s, fields), 1603u);
-    const auto errors = s.capture.Texts(0);
-    ASSERT_FALSE(errors.empty());
-    EXPECT_EQ(errors.back().rfind(L"UpdateQuorixDatDeferred:  Failed to write new quorix.dat: ", 0), 0u) << errors.back();
+    const std::string old = "Options\nend\n";
+    for (const bool planted : {false, true}) {
+        SCOPED_TRACE(planted);
+        auto fields = Fields(kPackage + L"/not.quorix.dat", L"136", L"0");
+        if (planted)
+            qxtest::WriteFileBytes(fields[kQuorixDat], old);
+        else
+            fields[kQuorixDat] = dir.File(L"no\\such\\quorix.dat");
+        const std::wstring F = fields[kQuorixDat];
+        msiu::detail::SetFileStepHook(!planted ? nullptr : +[](const wchar_t* step, const std::wstring& path) {
+            // T, F.tmp, is renamed into place after the clean-up of N.
+            if (std::wstring(step) == L"rename")
+                qxtest::WriteFileBytes(path.substr(0, path.size() - 4) + L".new", "planted");
+        });
+        qxtest::Session s;
+        EXPECT_EQ(Run(s, fields), 1603u);
+        msiu::detail::SetFileStepHook(nullptr);
+        const auto errors = s.capture.Texts(0);
+        ASSERT_FALSE(errors.empty());
+        EXPECT_EQ(errors.back().rfind(L"UpdateQuorixDatDeferred:  Failed to write new quorix.dat: ", 0), 0u)
+            << errors.back();
+        if (!planted) continue;
+        EXPECT_EQ(errors.back().substr(errors.back().size() - 14), L"  (0x80070050)");
+        EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
+        EXPECT_EQ(qxtest::ReadFileBytes(F), old);
+        qxtest::WriteFileBytes(F, "half-done");  // the rollback takes T, not what F is now
+        msiu::FileTransaction(F).Rollback();
+        EXPECT_EQ(qxtest::ReadFileBytes(F), old);
+    }
 }
 
 TEST_F(WriteQuorixDatTest, AFileHeldOpenByAnotherProgramIsLeftAsItWas)

@@ -280,8 +280,20 @@ bool qx_datfile::save()
     if (fileName.empty()) fileName = "../config/quorix.dat";
     FILE* file = openFile(fileName.c_str(), "w", this);
     if (!file) return false;
-    locale_setter locale;
     file_ptr guard(file);
+    return writeTo(file);
+}
+
+bool qx_datfile::save(FILE* file)
+{
+    clearAllErrors();
+    if (fileName.empty()) fileName = "../config/quorix.dat";
+    return writeTo(file);
+}
+
+bool qx_datfile::writeTo(FILE* file)
+{
+    locale_setter locale;
     std::setvbuf(file, nullptr, _IOFBF, 1 << 16);
 
     // Comment texts keep their ordinal places: the text that stood before the

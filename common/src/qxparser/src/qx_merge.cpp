@@ -297,7 +297,7 @@ qx_datfile::install_result qx_datfile::installQuorixDat(
     qx_errorlist& errors, const std::string& templatePath, const std::string& existingPath,
     const std::string& rootDir, const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
     int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup, uint32_t flags,
-    bool activateSwissProt, const std::string& savePath)
+    bool activateSwissProt, const std::string& savePath, FILE* saveTo)
 {
     mergeInstalledDefaults(errors, templatePath, existingPath, rootDir, webUrl, sequenceDir, clusterMode, noApache,
                            usersGroup, adminsGroup, flags);
@@ -314,7 +314,7 @@ qx_datfile::install_result qx_datfile::installQuorixDat(
         if (!isValid()) return activateFailed;
     }
     setFileName(savePath);
-    const bool saved = save();
+    const bool saved = saveTo ? save(saveTo) : save();
     errors.appendFrom(errorList);
     return saved ? installed : saveFailed;
 }

@@ -2,6 +2,7 @@
 // every rewritten file goes through.
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 namespace msiu {
@@ -44,6 +45,10 @@ public:
     // anything changes. Removes what an interrupted install left: N and
     // T.part; a T becomes B.
     void SaveOriginal(bool required = false);
+    // Execute: creates N for the caller to write and fclose ("w" or "wb"
+    // mode), after SaveOriginal. Any name already at N, a link included,
+    // makes it fail: null, with the platform's last error.
+    FILE* OpenStaging(bool binary = false);
     // Execute: N, written and closed by the caller, replaces F (keeping F's
     // security and attributes when there is an F). False with the platform's
     // last error when that fails; N is then gone and F as it was.

@@ -36,6 +36,9 @@ public:
     // Both start by clearing this object's messages; the result is isValid().
     bool read();
     bool save();
+    // The same text to a file the caller opened and closes; the file name
+    // stays the one that messages give.
+    bool save(FILE* file);
     void reset();
     void copyFrom(const qx_datfile& other);
 
@@ -85,14 +88,16 @@ public:
 
     // The install's execute phase on quorix.dat, for the installer and qxdat
     // alike: the merge above, then SwissProt's entry made active if asked,
-    // then a save to savePath (a new file that the caller puts in place).
+    // then a save to savePath (a new file that the caller puts in place), or
+    // to saveTo when the caller opened savePath itself.
     // All messages go to `errors`; the result names the step that failed.
     enum install_result { installed, mergeFailed, noSwissProt, activateFailed, saveFailed };
     install_result installQuorixDat(qx_errorlist& errors, const std::string& templatePath,
                                     const std::string& existingPath, const std::string& rootDir,
                                     const std::string& webUrl, const std::string& sequenceDir, bool clusterMode,
                                     int32_t noApache, const std::string& usersGroup, const std::string& adminsGroup,
-                                    uint32_t flags, bool activateSwissProt, const std::string& savePath);
+                                    uint32_t flags, bool activateSwissProt, const std::string& savePath,
+                                    FILE* saveTo = nullptr);
 
     // The lines that the last read won't give to a save, each with why; the
     // messages (6170, 1541) say the same, folded when they repeat.
@@ -118,6 +123,7 @@ private:
     void readNodeIdentity();
     void readTaxonomy(qxparser_internal::section_input& in);
     void writeCommentSlot(FILE* file, size_t i) const;
+    bool writeTo(FILE* file);
 
     std::string fileName;
     int32_t timeoutSeconds = 0;

@@ -16,6 +16,11 @@
 
 #include "orvane/qx_datfile.h"
 
+#ifdef _WIN32
+#include <io.h>
+#include <windows.h>
+#endif
+
 namespace qxdat {
 
 namespace {
@@ -98,12 +103,26 @@ bool makeTemp(const std::string& pattern, temp_file& file)
     name.push_back('\0');
     const int fd = ::mkstemp(name.data());
     if (fd < 0) return false;
+#ifndef _WIN32
     const mode_t mask = ::umask(0);
     ::umask(mask);
     ::fchmod(fd, 0666 & ~mask);
+#endif
     ::close(fd);
     file.path = name.data();
     return true;
+}
+
+// Over an existing file too, which Windows' rename refuses.
+bool replaceFile(const std::string& from, const std::string& to)
+{
+#ifdef _WIN32
+    if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+    errno = EACCES;
+    return false;
+#else
+    return std::rename(from.c_str(), to.c_str()) == 0;
+#endif
 }
 
 int cannotWrite(std::ostream& err, const std::string& what, int code)
@@ -129,10 +148,15 @@ bool saveWhole(orvane::qx_datfile& dat, const std::string& target, orvane::qx_er
     dat.setFileName(target);
     messages.appendFrom(dat.getErrorRepository());
     if (!written) return false;
+#ifdef _WIN32
+    const int fd = ::_open(saved.path.c_str(), _O_RDWR);  // flushing needs write access there
+    const bool synced = fd >= 0 && ::_commit(fd) == 0;
+#else
     const int fd = ::open(saved.path.c_str(), O_RDONLY);
     const bool synced = fd >= 0 && ::fsync(fd) == 0;
+#endif
     if (fd >= 0) ::close(fd);
-    if (!synced || std::rename(saved.path.c_str(), target.c_str()) != 0) {
+    if (!synced || !replaceFile(saved.path, target)) {
         cannotWrite(err, target, errno);
         return false;
     }
@@ -418,7 +442,7 @@ int merge(const merge_request& r, std::ostream& out, std::ostream& err)
         if (!r.diff) out << readAll(saved.path);
         return kExitOk;
     }
-    if (std::rename(saved.path.c_str(), r.target.c_str()) != 0) return cannotWrite(err, r.target, errno);
+    if (!replaceFile(saved.path, r.target)) return cannotWrite(err, r.target, errno);
     saved.path.clear();
     return kExitOk;
 }

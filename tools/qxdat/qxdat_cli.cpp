@@ -4,15 +4,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <system_error>
 
 #include "orvane/qx_datfile.h"
+
+#ifdef _WIN32
+#include <io.h>
+#include <windows.h>
+#endif
 
 namespace qxdat {
 
@@ -27,7 +34,7 @@ namespace {
 const char kUsage[] =
     "usage: qxdat check FILE\n"
     "       qxdat roundtrip FILE [-o OUT]\n"
-    "       qxdat merge TEMPLATE [EXISTING] [-o OUT] [--root DIR] [--url URL] [--seq DIR]\n"
+    "       qxdat merge TEMPLATE [EXISTING [--diff]] [-o OUT] [--root DIR] [--url URL] [--seq DIR]\n"
     "                   [--cluster on|off] [--swissprot] [--no-apache] [--users G] [--admins G]\n"
     "       qxdat --help\n"
     "\n"
@@ -46,6 +53,10 @@ const char kUsage[] =
     "           output with -o, else to standard error. Exits 1 if the merge fails\n"
     "           (nothing is written then). Computer name and processors are this\n"
     "           machine's.\n"
+    "             --diff            prints, instead of the file, a unified diff from\n"
+    "                               EXISTING to the result (line ends aside): what\n"
+    "                               the upgrade would change. With -o the file is\n"
+    "                               written too. The messages go to standard error.\n"
     "             --root DIR        web root directory (default " QXDAT_DEFAULT_ROOT ")\n"
     "             --url URL         web URL of the server (default " QXDAT_DEFAULT_URL ")\n"
     "             --seq DIR         sequence database directory\n"
@@ -92,12 +103,26 @@ bool makeTemp(const std::string& pattern, temp_file& file)
     name.push_back('\0');
     const int fd = ::mkstemp(name.data());
     if (fd < 0) return false;
+#ifndef _WIN32
     const mode_t mask = ::umask(0);
     ::umask(mask);
     ::fchmod(fd, 0666 & ~mask);
+#endif
     ::close(fd);
     file.path = name.data();
     return true;
+}
+
+// Over an existing file too, which Windows' rename refuses.
+bool replaceFile(const std::string& from, const std::string& to)
+{
+#ifdef _WIN32
+    if (::MoveFileExA(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) return true;
+    errno = EACCES;
+    return false;
+#else
+    return std::rename(from.c_str(), to.c_str()) == 0;
+#endif
 }
 
 int cannotWrite(std::ostream& err, const std::string& what, int code)
@@ -123,10 +148,15 @@ bool saveWhole(orvane::qx_datfile& dat, const std::string& target, orvane::qx_er
     dat.setFileName(target);
     messages.appendFrom(dat.getErrorRepository());
     if (!written) return false;
+#ifdef _WIN32
+    const int fd = ::_open(saved.path.c_str(), _O_RDWR);  // flushing needs write access there
+    const bool synced = fd >= 0 && ::_commit(fd) == 0;
+#else
     const int fd = ::open(saved.path.c_str(), O_RDONLY);
     const bool synced = fd >= 0 && ::fsync(fd) == 0;
+#endif
     if (fd >= 0) ::close(fd);
-    if (!synced || std::rename(saved.path.c_str(), target.c_str()) != 0) {
+    if (!synced || !replaceFile(saved.path, target)) {
         cannotWrite(err, target, errno);
         return false;
     }
@@ -168,6 +198,197 @@ int roundtrip(const std::string& file, const std::string& target, std::ostream& 
     return valid ? kExitOk : kExitInvalid;
 }
 
+std::string readAll(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// A file's lines without their ends, compared as such: a CR before the
+// newline is dropped, so a file edited on Windows doesn't differ in every
+// line. A last line without a newline keeps no "\n" and so differs from the
+// same text with one.
+std::vector<std::string> splitLines(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (size_t at = 0; at < text.size();) {
+        size_t end = text.find('\n', at);
+        const bool ended = end != std::string::npos;
+        if (!ended) end = text.size();
+        std::string line = text.substr(at, end - at);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (ended) line += '\n';
+        lines.push_back(std::move(line));
+        at = end + 1;
+    }
+    return lines;
+}
+
+// One step of the edit script, with the lines of each side before it.
+struct edit {
+    int kind;  // 0 kept, -1 only in the old file, +1 only in the new
+    size_t a, b;
+};
+
+// Where a run of changes could sit at several places among equal lines
+// ("end" closes every section), slides it as diff -u does: merged with its
+// neighbours, else as far down as it goes, unless it can face a change of
+// the other side. Both flag vectors are one-based, with zero ends.
+void shiftRuns(const std::vector<std::string>& lines, std::vector<char>& changed, std::vector<char>& other)
+{
+    const size_t end = lines.size() + 1;
+    auto same = [&](size_t x, size_t y) { return lines[x - 1] == lines[y - 1]; };
+    size_t i = 1, j = 1;
+    for (;;) {
+        while (i < end && !changed[i]) {
+            while (other[j++]) continue;
+            ++i;
+        }
+        if (i == end) break;
+        size_t start = i, run, corresponding;
+        while (changed[++i]) continue;
+        while (other[j]) ++j;
+        do {
+            run = i - start;
+            while (start > 1 && same(start - 1, i - 1)) {
+                changed[--start] = 1;
+                changed[--i] = 0;
+                while (changed[start - 1]) --start;
+                while (other[--j]) continue;
+            }
+            corresponding = other[j - 1] ? i : end;
+            while (i != end && same(start, i)) {
+                changed[start++] = 0;
+                changed[i++] = 1;
+                while (changed[i]) ++i;
+                while (other[++j]) corresponding = i;
+            }
+        } while (run != i - start);
+        while (corresponding < i) {
+            changed[--start] = 1;
+            changed[--i] = 0;
+            while (other[--j]) continue;
+        }
+    }
+}
+
+// The shortest edit script (Myers): rounds keep only the diagonals they
+// reach, so memory grows with the square of the differences, not the files.
+std::vector<edit> editScript(const std::vector<std::string>& a, const std::vector<std::string>& b)
+{
+    const long n = static_cast<long>(a.size()), m = static_cast<long>(b.size()), off = n + m + 1;
+    std::vector<long> v(2 * off + 1, 0);
+    std::vector<std::vector<long>> rounds;  // rounds[d][k + d]: furthest x on diagonal k
+    long d = 0;
+    for (;; ++d) {
+        bool done = false;
+        for (long k = -d; k <= d && !done; k += 2) {
+            long x = (k == -d || (k != d && v[off + k - 1] < v[off + k + 1])) ? v[off + k + 1] : v[off + k - 1] + 1;
+            long y = x - k;
+            while (x < n && y < m && a[x] == b[y]) ++x, ++y;
+            v[off + k] = x;
+            done = x >= n && y >= m;
+        }
+        if (done) break;
+        rounds.emplace_back(v.begin() + off - d, v.begin() + off + d + 1);
+    }
+    std::vector<int> kinds;
+    long x = n, y = m;
+    for (; d > 0; --d) {
+        const std::vector<long>& prev = rounds[d - 1];
+        const long k = x - y;
+        const bool down = k == -d || (k != d && prev[k - 1 + d - 1] < prev[k + 1 + d - 1]);
+        const long pk = down ? k + 1 : k - 1, px = prev[pk + d - 1], py = px - pk;
+        for (; x > px && y > py; --x, --y) kinds.push_back(0);
+        kinds.push_back(down ? 1 : -1);
+        x = px;
+        y = py;
+    }
+    for (; x > 0; --x) kinds.push_back(0);
+    // Changed lines of each side, with an unchanged line before and after.
+    std::vector<char> changedA(n + 2, 0), changedB(m + 2, 0);
+    size_t ai = 1, bi = 1;
+    for (auto it = kinds.rbegin(); it != kinds.rend(); ++it) {
+        if (*it < 0) changedA[ai] = 1;
+        if (*it > 0) changedB[bi] = 1;
+        ai += *it <= 0;
+        bi += *it >= 0;
+    }
+    shiftRuns(a, changedA, changedB);
+    shiftRuns(b, changedB, changedA);
+    std::vector<edit> script;
+    for (ai = 1, bi = 1; ai <= size_t(n) || bi <= size_t(m);) {
+        const int kind = ai <= size_t(n) && changedA[ai] ? -1 : bi <= size_t(m) && changedB[bi] ? 1 : 0;
+        script.push_back({kind, ai - 1, bi - 1});
+        ai += kind <= 0;
+        bi += kind >= 0;
+    }
+    return script;
+}
+
+std::string hunkRange(size_t from, size_t count)
+{
+    // An empty side names the line before it.
+    if (count == 0) return std::to_string(from) + ",0";
+    if (count == 1) return std::to_string(from + 1);
+    return std::to_string(from + 1) + "," + std::to_string(count);
+}
+
+void printLine(char mark, const std::string& line, std::ostream& out)
+{
+    out << mark << line;
+    if (line.empty() || line.back() != '\n') out << "\n\\ No newline at end of file\n";
+}
+
+// A unified diff with three lines of context, as diff -u prints it; changes
+// at most six unchanged lines apart share a hunk.
+void printDiff(const std::string& oldName, const std::string& oldText, const std::string& newName,
+               const std::string& newText, std::ostream& out)
+{
+    const size_t context = 3;
+    const std::vector<std::string> a = splitLines(oldText), b = splitLines(newText);
+    const std::vector<edit> script = editScript(a, b);
+    bool headed = false;
+    for (size_t pos = 0; pos < script.size();) {
+        size_t first = pos;
+        while (first < script.size() && script[first].kind == 0) ++first;
+        if (first == script.size()) break;
+        size_t end = first;
+        for (;;) {
+            while (end < script.size() && script[end].kind != 0) ++end;
+            size_t next = end;
+            while (next < script.size() && script[next].kind == 0) ++next;
+            if (next == script.size() || next - end > 2 * context) break;
+            end = next;
+        }
+        const size_t start = first > context ? first - context : 0, stop = std::min(script.size(), end + context);
+        size_t aCount = 0, bCount = 0;
+        for (size_t i = start; i < stop; ++i) {
+            aCount += script[i].kind <= 0;
+            bCount += script[i].kind >= 0;
+        }
+        if (!headed) out << "--- " << oldName << "\n+++ " << newName << "\n";
+        headed = true;
+        out << "@@ -" << hunkRange(script[start].a, aCount) << " +" << hunkRange(script[start].b, bCount) << " @@\n";
+        for (size_t i = start; i < stop;) {
+            if (script[i].kind == 0) {
+                printLine(' ', a[script[i++].a], out);
+                continue;
+            }
+            size_t j = i;
+            while (j < stop && script[j].kind != 0) ++j;
+            for (size_t k = i; k < j; ++k)
+                if (script[k].kind < 0) printLine('-', a[script[k].a], out);
+            for (size_t k = i; k < j; ++k)
+                if (script[k].kind > 0) printLine('+', b[script[k].b], out);
+            i = j;
+        }
+        pos = stop;
+    }
+}
+
 // What the installer would hand the merge; the defaults stand for a plain
 // install on the system drive.
 struct merge_request {
@@ -176,7 +397,7 @@ struct merge_request {
     std::string url = QXDAT_DEFAULT_URL;
     std::string sequence = QXDAT_DEFAULT_SEQ;
     std::string users, admins;
-    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false;
+    bool clusterSet = false, clusterMode = false, swissProt = false, noApache = false, diff = false;
 };
 
 // The installer's flags: bits 3 and 7 on a first install, the upgrade steps
@@ -193,7 +414,8 @@ uint32_t mergeFlags(const merge_request& r)
 // The save goes to a new file that becomes OUT only when it is whole.
 int merge(const merge_request& r, std::ostream& out, std::ostream& err)
 {
-    std::ostream& log = r.target.empty() ? err : out;
+    // Standard output carries the file or the diff alone.
+    std::ostream& log = r.target.empty() || r.diff ? err : out;
     // Beside OUT, so that the rename can't cross file systems.
     std::string pattern = r.target + ".XXXXXX";
     if (r.target.empty()) {
@@ -215,12 +437,12 @@ int merge(const merge_request& r, std::ostream& out, std::ostream& err)
     if (result == orvane::qx_datfile::noSwissProt) err << "qxdat: Can't locate SwissProt entry in quorix.dat\n";
     if (result != orvane::qx_datfile::installed) return kExitInvalid;
 
+    if (r.diff) printDiff(r.existingPath, readAll(r.existingPath), "result", readAll(saved.path), out);
     if (r.target.empty()) {
-        std::ifstream in(saved.path, std::ios::binary);
-        out << in.rdbuf();
+        if (!r.diff) out << readAll(saved.path);
         return kExitOk;
     }
-    if (std::rename(saved.path.c_str(), r.target.c_str()) != 0) return cannotWrite(err, r.target, errno);
+    if (!replaceFile(saved.path, r.target)) return cannotWrite(err, r.target, errno);
     saved.path.clear();
     return kExitOk;
 }
@@ -270,6 +492,8 @@ int parseMerge(const std::vector<std::string>& args, std::ostream& out, std::ost
             r.swissProt = true;
         } else if (a == "--no-apache") {
             r.noApache = true;
+        } else if (a == "--diff") {
+            r.diff = true;
         } else if (a.size() > 1 && a[0] == '-') {
             return usageError(err, "unknown option '" + a + "' for merge");
         } else if (files.size() < 2) {
@@ -287,6 +511,7 @@ int parseMerge(const std::vector<std::string>& args, std::ostream& out, std::ost
         // The installer leaves an existing file's groups as they are.
         if (haveUsers || haveAdmins) return usageError(err, "--users and --admins are for a first install only");
     } else {
+        if (r.diff) return usageError(err, "--diff needs EXISTING");
         if (!haveUsers) r.users = QXDAT_DEFAULT_USERS;
         if (!haveAdmins) r.admins = QXDAT_DEFAULT_ADMINS;
     }

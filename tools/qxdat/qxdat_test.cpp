@@ -128,6 +128,7 @@ TEST(Qxdat, BadArgumentsAreUsageErrors)
         {{"merge"}, "merge needs a TEMPLATE"},
         {{"merge", "t", ""}, "empty file name"},
         {{"merge", "t", "e", "x"}, "unexpected argument 'x'"},
+        {{"merge", "t", "--diff"}, "--diff needs EXISTING"},
         {{"merge", "t", "--fast"}, "unknown option '--fast' for merge"},
         {{"merge", "t", "-o"}, "-o needs a file name"},
         {{"merge", "t", "--root"}, "--root needs a value"},
@@ -154,7 +155,7 @@ TEST(Qxdat, BadArgumentsAreUsageErrors)
     Result help = run({"--help"});
     EXPECT_EQ(help.code, 0);
     EXPECT_NE(help.out.find("qxdat roundtrip FILE [-o OUT]"), std::string::npos);
-    EXPECT_NE(help.out.find("qxdat merge TEMPLATE [EXISTING] [-o OUT]"), std::string::npos);
+    EXPECT_NE(help.out.find("qxdat merge TEMPLATE [EXISTING [--diff]] [-o OUT]"), std::string::npos);
 }
 
 TEST(Qxdat, CheckPrintsMessagesInTheInstallLogsFormAndFailsOnErrors)
@@ -390,7 +391,7 @@ TEST_F(QxdatMerge, AFailureWritesNothing)
 
 // Every file of hostile/ goes through check, an in-place roundtrip and an
 // upgrade. NAME.check is what check prints; with NAME.saved the file is
-// kept, and that is its saved form; without, the file is refused and neither
+// kept, and that is its saved form, and NAME.diff what merge --diff shows; without, the file is refused and neither
 // command changes or writes anything. In all three $D is the case's folder
 // and $F the file; $LONG in a .dat is a line one byte over the limit.
 TEST_F(QxdatMerge, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
@@ -433,6 +434,11 @@ TEST_F(QxdatMerge, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
             EXPECT_EQ(run({"roundtrip", f}).code, qxdat::kExitInvalid);
             EXPECT_EQ(read(f), input);
         } else {
+            if (fs::exists(kHostileDir + "/" + name + ".diff")) {
+                Result shown = run({"merge", kTemplate, f, "--diff", "-o", d + "/diffed.dat"});
+                EXPECT_EQ(shown.out, subst(read(kHostileDir + "/" + name + ".diff")));
+                EXPECT_EQ(read(d + "/diffed.dat"), read(d + "/out.dat"));
+            }
             EXPECT_EQ(run({"roundtrip", f}).code, qxdat::kExitOk);
             EXPECT_EQ(read(f), subst(read(kHostileDir + "/" + name + ".saved")));
         }

@@ -86,7 +86,11 @@ inline std::string unaccounted(std::string input, const std::string& output, con
         if (range != std::string::npos) {
             char* end = nullptr;
             const long from = std::strtol(text.c_str() + range + 7, &end, 10);
-            const long to = std::strtol(end + 4, nullptr, 10);
+            // "(lines A-B)" or "(lines A to B)"; a message cut short after A
+            // names A alone.
+            const char* rest = end;
+            while (*rest != '\0' && !std::isdigit(static_cast<unsigned char>(*rest)) && *rest != ')') ++rest;
+            const long to = std::isdigit(static_cast<unsigned char>(*rest)) ? std::strtol(rest, nullptr, 10) : from;
             for (long k = from; k <= to && k - from < 1000000; ++k) named.insert(k);
         }
         const size_t at = text.find(", line ");

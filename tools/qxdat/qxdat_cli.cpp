@@ -32,16 +32,22 @@ namespace {
 #define QXDAT_DEFAULT_ADMINS "Administrators"
 
 const char kUsage[] =
-    "usage: qxdat check FILE\n"
+    "usage: qxdat check FILE [--verbose]\n"
     "       qxdat roundtrip FILE [-o OUT]\n"
     "       qxdat merge TEMPLATE [EXISTING [--diff]] [-o OUT] [--root DIR] [--url URL] [--seq DIR]\n"
     "                   [--cluster on|off] [--swissprot] [--no-apache] [--users G] [--admins G]\n"
     "       qxdat --help\n"
     "\n"
     "check      reads FILE and prints its messages as the install log shows them,\n"
-    "           then each line that a save would drop as FILE:LINE: warning:\n"
-    "           dropped: REASON. Exits 1 if the file isn't valid, 2 if it is\n"
-    "           valid but a save would drop lines.\n"
+    "           then, in line order, each line that a save would drop as\n"
+    "           FILE:LINE: warning: dropped: REASON and each comment block that\n"
+    "           it would put before another section as FILE:LINE: warning:\n"
+    "           moved: comment now before 'HEAD'. Exits 1 if the file isn't\n"
+    "           valid, 2 if it is valid but a save would drop or move lines.\n"
+    "             --verbose         lists as well each line that a save only\n"
+    "                               writes in another form (a head's case, an\n"
+    "                               END, blanks at the end): FILE:LINE: note:\n"
+    "                               rewritten: HOW\n"
     "roundtrip  reads FILE and saves it again, to OUT if given, else in place;\n"
     "           the new file is written beside and renamed over the old one when\n"
     "           it is whole. Exits 1 if the file isn't valid or the save fails:\n"
@@ -70,7 +76,11 @@ const char kUsage[] =
     "             --users G         group of ordinary users (default " QXDAT_DEFAULT_USERS ")\n"
     "             --admins G        group of administrators (default " QXDAT_DEFAULT_ADMINS ")\n"
     "                               An upgrade keeps the file's groups: both are for\n"
-    "                               a first install only.\n";
+    "                               a first install only.\n"
+    "\n"
+    "Exit codes: 0 done, 1 the file isn't valid or the command failed (nothing\n"
+    "is written then), 2 check: valid, but a save would drop or move lines,\n"
+    "3 the command line is wrong (this text follows the reason).\n";
 
 void printMessages(const orvane::qx_errorlist& list, std::ostream& out)
 {
@@ -174,16 +184,30 @@ bool readWhole(orvane::qx_datfile& dat, const std::string& file)
     return dat.isValid();
 }
 
-int check(const std::string& file, std::ostream& out)
+int check(const std::string& file, bool verbose, std::ostream& out)
 {
     orvane::qx_datfile dat;
     const bool valid = readWhole(dat, file);
     printMessages(dat.getErrorRepository(), out);
-    // Every line a read and a save would lose, unfolded, in the form editors jump to.
-    for (const auto& d : dat.getDroppedLines())
-        out << file << ":" << d.line << ": warning: dropped: " << d.reason << "\n";
+    // Every line a read and a save would lose or move, unfolded, in line
+    // order, in the form editors jump to.
+    struct report {
+        int line;
+        const char* kind;
+        const std::string* reason;
+    };
+    std::vector<report> reports;
+    const std::pair<const char*, const std::vector<orvane::qx_datfile::dropped_line>*> lists[] = {
+        {"warning: dropped", &dat.getDroppedLines()},
+        {"warning: moved", &dat.getMovedComments()},
+        {"note: rewritten", verbose ? &dat.getRewrittenLines() : nullptr},
+    };
+    for (const auto& [kind, list] : lists)
+        for (size_t i = 0; list && i < list->size(); ++i) reports.push_back({(*list)[i].line, kind, &(*list)[i].reason});
+    std::stable_sort(reports.begin(), reports.end(), [](const report& a, const report& b) { return a.line < b.line; });
+    for (const report& r : reports) out << file << ":" << r.line << ": " << r.kind << ": " << *r.reason << "\n";
     if (!valid) return kExitInvalid;
-    return dat.getDroppedLines().empty() ? kExitOk : kExitLossy;
+    return dat.getDroppedLines().empty() && dat.getMovedComments().empty() ? kExitOk : kExitLossy;
 }
 
 int roundtrip(const std::string& file, const std::string& target, std::ostream& out, std::ostream& err)
@@ -538,10 +562,12 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         return usageError(err, "unknown command '" + command + "'");
     }
     std::string file, target;
-    bool haveTarget = false;
+    bool haveTarget = false, verbose = false;
     for (size_t i = 1; i < args.size(); ++i) {
         const std::string& a = args[i];
-        if (a == "-o" && command == "roundtrip") {
+        if (a == "--verbose" && command == "check") {
+            verbose = true;
+        } else if (a == "-o" && command == "roundtrip") {
             if (haveTarget) return usageError(err, "-o given twice");
             if (i + 1 >= args.size() || args[i + 1].empty()) return usageError(err, "-o needs a file name");
             target = args[++i];
@@ -556,7 +582,7 @@ int run(const std::vector<std::string>& args, std::ostream& out, std::ostream& e
         }
     }
     if (file.empty()) return usageError(err, command + " needs a FILE");
-    return command == "check" ? check(file, out) : roundtrip(file, target, out, err);
+    return command == "check" ? check(file, verbose, out) : roundtrip(file, target, out, err);
 }
 
 }  // namespace qxdat

@@ -1,5 +1,6 @@
 #include "orvane/qx_datfile.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string_view>
 
@@ -31,6 +32,16 @@ bool taxonomyNumber(std::string_view text, unsigned long& number)
     if (negative && value != 0) return false;
     number = value;
     return true;
+}
+
+// Where the number behind "Taxonomy_" ends in its head line, as read above.
+size_t taxonomyNumberEnd(std::string_view head)
+{
+    size_t i = 9;
+    while (i < head.size() && (head[i] == ' ' || head[i] == '\t')) ++i;
+    if (i < head.size() && (head[i] == '+' || head[i] == '-')) ++i;
+    while (i < head.size() && head[i] >= '0' && head[i] <= '9') ++i;
+    return i;
 }
 
 // Skips a section that a save won't write, and says so with its lines.
@@ -82,6 +93,8 @@ void qx_datfile::reset()
     quorixFiles.defaultValues();
     comments.clear();
     droppedLines.clear();
+    movedComments.clear();
+    rewrittenLines.clear();
 }
 
 void qx_datfile::copyFrom(const qx_datfile& other)
@@ -177,9 +190,16 @@ void qx_datfile::readNodeIdentity()
 
 bool qx_datfile::readTopLevel(qx_filesource& source)
 {
-    std::vector<std::pair<int, std::string>> dropped;
-    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped};
+    std::vector<std::pair<int, std::string>> dropped, rewritten;
+    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped, &rewritten};
+    auto keep = [&](std::vector<dropped_line>& to, std::vector<std::pair<int, std::string>>& from) {
+        for (auto& d : from) to.push_back({d.first, std::move(d.second)});
+    };
     std::string pending;
+    // Each comment place: the first comment line of its text (0 if it holds
+    // blank lines only) and the head of the section read behind it.
+    std::vector<std::pair<int, std::string>> places;
+    int pendingFrom = 0;
     // A run of lines that are no heads is named once, as a range.
     int dropFrom = 0, dropTo = 0;
     auto flushDropped = [&]() {
@@ -194,6 +214,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         const std::string& line = in.line;
         if (isCommentLine(line) || isBlankLine(line)) {
             flushDropped();
+            if (!pendingFrom && isCommentLine(line)) pendingFrom = source.lineNumber();
             pending += line;
             pending += '\n';
             continue;
@@ -201,56 +222,102 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
             // The status page explains every line of it.
             errorList.addError(qxerr::serviceNotRunning);
-            for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
+            keep(droppedLines, dropped);
             return false;
         }
         // Every other line takes an ordinal place for the comment text in
         // front of it, even an empty one, and even if it is no head.
         comments.push_back(std::move(pending));
         pending.clear();
+        places.emplace_back(pendingFrom, std::string());
+        pendingFrom = 0;
 
-        const bool head = [&] {
-            for (const char* name : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
-                                     "Options", "Cron", "Files"})
-                if (startsWithNoCase(line, name)) return true;
-            return false;
-        }();
-        if (!head) {
-            if (!dropFrom) dropFrom = source.lineNumber();
-            dropTo = source.lineNumber();
+        const std::string headLine = line;
+        const int at = source.lineNumber();
+        const char* name = nullptr;
+        for (const char* known : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
+                                  "Options", "Cron", "Files"})
+            if (!name && startsWithNoCase(line, known)) name = known;
+        if (!name) {
+            if (!dropFrom) dropFrom = at;
+            dropTo = at;
             continue;
         }
         flushDropped();
-        if (startsWithNoCase(line, "Databases")) {
+        std::string head = name;
+        size_t used = head.size();
+        if (head == "Databases") {
             databases.readSection(in);
-        } else if (startsWithNoCase(line, "PARSE")) {
+        } else if (head == "PARSE") {
             parseOptions.readSection(in);
-        } else if (startsWithNoCase(line, "WWW")) {
+        } else if (head == "WWW") {
             wwwOptions.readSection(in);
-        } else if (startsWithNoCase(line, "Taxonomy_")) {
-            readTaxonomy(in);
-        } else if (startsWithNoCase(line, "Cluster")) {
+        } else if (head == "Taxonomy_") {
+            used = taxonomyNumberEnd(headLine);
+            head = readTaxonomy(in);
+        } else if (head == "Cluster") {
             clusterParams.readSection(in);
-        } else if (startsWithNoCase(line, "UniGene")) {
+        } else if (head == "UniGene") {
             unigeneOptions.readSection(in);
-        } else if (startsWithNoCase(line, "Processor")) {
+        } else if (head == "Processor") {
             processorOptions.readSection(in);
-        } else if (startsWithNoCase(line, "Options")) {
+            // The plural head is the same section.
+            if (startsWithNoCase(std::string_view(headLine).substr(used), "s")) ++used;
+        } else if (head == "Options") {
             quorixOptions.readSection(in);
-        } else if (startsWithNoCase(line, "Cron")) {
+        } else if (head == "Cron") {
             cronOptions.readSection(in);
-        } else if (startsWithNoCase(line, "Files")) {
+        } else {
             // The server's own file list: not the installer's to keep.
             dropSection(in, "a Files section, which a save doesn't write");
+            head.clear();
         }
+        places.back().second = head;
+        if (head.empty()) continue;
+        // What stands behind a head or an end line is lost; their case and
+        // blanks at the end are only written anew.
+        auto judge = [&](const std::string& text, size_t length, const std::string& canonical, int number,
+                         const char* lost) {
+            std::string rest = text.substr(length);
+            trailingCut(rest);
+            if (!rest.empty())
+                in.drop(number, number, lost);
+            else if (text != canonical)
+                in.rewrite(number, "as '" + canonical + "'");
+        };
+        judge(headLine, used, head, at, "text after the section head");
+        if (isEndLine(in.line)) judge(in.line, 3, "end", source.lineNumber(), "text after the end line");
     }
     flushDropped();
-    if (!pending.empty()) comments.push_back(std::move(pending));
-    for (auto& d : dropped) droppedLines.push_back({d.first, std::move(d.second)});
+    if (!pending.empty()) {
+        comments.push_back(std::move(pending));
+        places.emplace_back(pendingFrom, std::string());
+    }
+    // A head is judged once its section is read: put it back in line.
+    keep(droppedLines, dropped);
+    keep(rewrittenLines, rewritten);
+    for (auto* list : {&droppedLines, &rewrittenLines})
+        std::stable_sort(list->begin(), list->end(),
+                         [](const dropped_line& a, const dropped_line& b) { return a.line < b.line; });
+
+    // Comment place k is written before the k-th section a save writes; it
+    // stood before the next section read behind it, a dropped line aside.
+    const auto saved = savedSections();
+    std::string next;
+    std::vector<std::pair<int, std::string>> moved;
+    for (size_t k = places.size(); k-- > 0;) {
+        if (!places[k].second.empty()) next = places[k].second;
+        if (!places[k].first) continue;
+        const std::string now = k < saved.size() ? saved[k].first : std::string();
+        if (now == next) continue;
+        moved.emplace_back(places[k].first,
+                           now.empty() ? "comment now at the end of the file" : "comment now before '" + now + "'");
+    }
+    for (auto m = moved.rbegin(); m != moved.rend(); ++m) movedComments.push_back({m->first, std::move(m->second)});
     return true;
 }
 
-void qx_datfile::readTaxonomy(section_input& in)
+std::string qx_datfile::readTaxonomy(section_input& in)
 {
     const std::string head = in.line;
     unsigned long n = 0;
@@ -258,15 +325,35 @@ void qx_datfile::readTaxonomy(section_input& in)
         n > static_cast<unsigned long>(kHighestTaxonomy)) {
         errorList.addError(qxerr::taxonomyEntry, fileName.c_str(), head.c_str());
         dropSection(in, "a taxonomy section with a number out of range");
-        return;
+        return std::string();
     }
     if (taxonomy[n]) {
         // The first definition stands; this one's lines fall to the top level.
         errorList.addError(qxerr::taxonomyTwice, static_cast<int>(n));
-        return;
+        return std::string();
     }
     taxonomy[n] = std::make_unique<qx_taxonomyrules>();
     taxonomy[n]->readSection(in);
+    return "Taxonomy_" + std::to_string(n);
+}
+
+std::vector<std::pair<std::string, const qx_section*>> qx_datfile::savedSections() const
+{
+    std::vector<std::pair<std::string, const qx_section*>> order;
+    if (databases.isAvailable()) order.emplace_back("Databases", nullptr);
+    if (parseOptions.isAvailable()) order.emplace_back("PARSE", &parseOptions);
+    if (wwwOptions.isAvailable()) order.emplace_back("WWW", &wwwOptions);
+    for (int n = 0; n <= kHighestTaxonomy; ++n) {
+        if (taxonomy[n] && taxonomy[n]->isAvailable())
+            order.emplace_back("Taxonomy_" + std::to_string(n), taxonomy[n].get());
+    }
+    const std::pair<const char*, const qx_section*> tail[] = {
+        {"Cluster", &clusterParams},   {"UniGene", &unigeneOptions}, {"Processor", &processorOptions},
+        {"Options", &quorixOptions},   {"Cron", &cronOptions},
+    };
+    for (const auto& [head, section] : tail)
+        if (section->isAvailable()) order.emplace_back(head, section);
+    return order;
 }
 
 void qx_datfile::writeCommentSlot(FILE* file, size_t i) const
@@ -302,33 +389,12 @@ bool qx_datfile::writeTo(FILE* file)
     writeCommentSlot(file, slot);
     auto written = [&]() { writeCommentSlot(file, ++slot); };
 
-    if (databases.isAvailable()) {
-        databases.writeSection(file);
-        written();
-    }
-    if (parseOptions.isAvailable()) {
-        parseOptions.writeSection(file, "PARSE");
-        written();
-    }
-    if (wwwOptions.isAvailable()) {
-        wwwOptions.writeSection(file, "WWW");
-        written();
-    }
-    for (int n = 0; n <= kHighestTaxonomy; ++n) {
-        if (taxonomy[n] && taxonomy[n]->isAvailable()) {
-            taxonomy[n]->writeSection(file, "Taxonomy_" + std::to_string(n));
-            written();
-        }
-    }
-    const std::pair<const qx_section*, const char*> tail[] = {
-        {&clusterParams, "Cluster"},   {&unigeneOptions, "UniGene"}, {&processorOptions, "Processor"},
-        {&quorixOptions, "Options"},   {&cronOptions, "Cron"},
-    };
-    for (const auto& [section, head] : tail) {
-        if (section->isAvailable()) {
+    for (const auto& [head, section] : savedSections()) {
+        if (section)
             section->writeSection(file, head);
-            written();
-        }
+        else
+            databases.writeSection(file);
+        written();
     }
     for (size_t j = slot + 1; j < comments.size(); ++j) writeCommentSlot(file, j);
 

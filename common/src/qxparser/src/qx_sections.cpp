@@ -50,6 +50,7 @@ bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain
     // close the section early when the saved file is read again: such a line
     // keeps its blanks.
     if (cutStored && isEndLine(text)) cutStored = false;
+    if (cutStored && text.size() != line.size()) in.rewrite(in.source.lineNumber(), "blanks at the end cut");
     parseLine(std::string_view(cutStored ? text : line));
     return true;
 }

@@ -95,12 +95,18 @@ struct section_input {
     const orvane::qx_databases* databases = nullptr;
     // Where a reader notes a line that a save won't write, and why.
     std::vector<std::pair<int, std::string>>* dropped = nullptr;
+    // Where it notes a line that a save writes in another form only.
+    std::vector<std::pair<int, std::string>>* rewritten = nullptr;
 
     bool next();
     void drop(int from, int to, const std::string& reason)
     {
         if (dropped)
             for (int k = from; k <= to; ++k) dropped->emplace_back(k, reason);
+    }
+    void rewrite(int at, const std::string& how)
+    {
+        if (rewritten) rewritten->emplace_back(at, how);
     }
 };
 

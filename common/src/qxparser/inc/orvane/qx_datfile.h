@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "orvane/qx_customproperty.h"
@@ -106,6 +107,13 @@ public:
         std::string reason;
     };
     const std::vector<dropped_line>& getDroppedLines() const { return droppedLines; }
+    // The comment blocks between sections that a save puts before another
+    // section than the one they stood before, by their first comment line:
+    // comment texts keep their ordinal places, sections don't.
+    const std::vector<dropped_line>& getMovedComments() const { return movedComments; }
+    // The lines that a save writes in another form only (a head's case, an
+    // "END", blanks at the end), each with how.
+    const std::vector<dropped_line>& getRewrittenLines() const { return rewrittenLines; }
 
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
@@ -121,7 +129,11 @@ private:
     // False if the read met the search status page and must end at once.
     bool readTopLevel(qx_filesource& source);
     void readNodeIdentity();
-    void readTaxonomy(qxparser_internal::section_input& in);
+    // The head that the section now read is saved under; empty if none.
+    std::string readTaxonomy(qxparser_internal::section_input& in);
+    // The available sections by the heads a save writes, in its order;
+    // Databases, which has a writer of its own, with a null section.
+    std::vector<std::pair<std::string, const qx_section*>> savedSections() const;
     void writeCommentSlot(FILE* file, size_t i) const;
     bool writeTo(FILE* file);
 
@@ -139,7 +151,7 @@ private:
     qx_quorixfiles quorixFiles;
     std::vector<std::string> comments;
     qx_connection_settings connectionSettings;
-    std::vector<dropped_line> droppedLines;
+    std::vector<dropped_line> droppedLines, movedComments, rewrittenLines;
 };
 
 }  // namespace orvane

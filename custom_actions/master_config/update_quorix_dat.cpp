@@ -105,6 +105,13 @@ void WriteQuorixDat(std::vector<std::wstring> fields)
         msiu::ThrowError(msiu::kFail, L"Failed to write new quorix.dat: %s", LastMessage(errors).c_str());
     }
     if (!closed) failedToWrite();
+    // The administrator's lines that the new file lacks, each on its own log
+    // line before it takes F's place; the .bak file keeps them.
+    for (const auto& d : dat.getDroppedLines())
+        msiu::LogText(msiu::kMsgInfo,
+                      msiu::EscapeFormatting(existing + L", line " + std::to_wstring(d.line) +
+                                             L": dropped: " + PAL::WideText(d.reason, CP_ACP).str()),
+                      true);
     if (!file.InstallStaging()) failedToWrite();
 }
 

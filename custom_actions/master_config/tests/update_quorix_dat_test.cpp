@@ -5,6 +5,7 @@
 
 #include "test_machine.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -257,6 +258,18 @@ TEST_F(WriteQuorixDatTest, HostileFilesAreKeptWholeOrRefusedWithTheirMessage)
         const size_t error = check.rfind("qxparser [1:0] -- $F");
         if (error == std::string::npos) {
             EXPECT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"243", L"0")), 0u);
+            // Each line that check names as dropped has a log line of its own.
+            const auto log = s.capture.Texts(INSTALLMESSAGE_INFO);
+            const std::string rows = "\n" + check;
+            for (size_t at = 0; (at = rows.find("\n$F:", at)) != std::string::npos; ++at) {
+                const std::string row = rows.substr(at + 4, rows.find('\n', at + 1) - at - 4);
+                const size_t kind = row.find(": warning: dropped: ");
+                if (kind == std::string::npos) continue;
+                const std::string want = ", line " + row.substr(0, kind) + ": dropped: " + row.substr(kind + 20);
+                EXPECT_NE(std::find(log.begin(), log.end(),
+                                    L"UpdateQuorixDatDeferred:  " + F + std::wstring(want.begin(), want.end())),
+                          log.end()) << want;
+            }
             continue;
         }
         EXPECT_EQ(Run(s, Fields(kPackage + L"/not.quorix.dat", L"243", L"0")), 1603u);

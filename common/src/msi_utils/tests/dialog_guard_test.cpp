@@ -1,30 +1,18 @@
 // The dialog layer without a template: what the handler guard shows for each
 // kind of failure, and how the owner of a custom dialog is found.
-#include <comdef.h>
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <new>
 
+#include "cases.h"
 #include "msiu/dialog.h"
 #include "msiu/session.h"
-#include "pal/atlexception.h"
 #include "pal/exception.h"
-#include "qxtest/session.h"
 
 namespace {
 
-struct Shown {
-    HWND owner = nullptr;
-    std::wstring text, caption;
-    UINT style = 0;
-    int count = 0;
-};
-Shown g_shown;
-
+std::vector<std::wstring> g_shown;  // owner | text | caption | style
 int WINAPI Record(HWND owner, LPCWSTR text, LPCWSTR caption, UINT style)
 {
-    g_shown = {owner, text, caption, style, g_shown.count + 1};
+    g_shown.push_back(msiu::Format(L"%p | %s | %s | %u", owner, text, caption, style));
     return IDOK;
 }
 
@@ -44,7 +32,7 @@ TEST(HandlerGuard, EachKindOfFailureBecomesOneErrorBox)
     msiu::detail::SetDialogMessageBox(&Record);
     const HWND owner = reinterpret_cast<HWND>(0x1234);
     for (const auto& c : cases) {
-        g_shown = {};
+        g_shown.clear();
         LRESULT result = 0;
         try {
             c.first();
@@ -52,16 +40,12 @@ TEST(HandlerGuard, EachKindOfFailureBecomesOneErrorBox)
             result = msiu::ShowHandlerFailure(owner);
         }
         EXPECT_EQ(result, -1);
-        EXPECT_EQ(g_shown.count, 1);
-        EXPECT_EQ(g_shown.text, c.second);
-        EXPECT_EQ(g_shown.caption, L"Error");
-        EXPECT_EQ(g_shown.style, 0x10u);
-        EXPECT_EQ(g_shown.owner, owner);
+        EXPECT_EQ(g_shown, std::vector<std::wstring>{msiu::Format(L"%p | ", owner) + c.second + L" | Error | 16"});
     }
     msiu::detail::SetDialogMessageBox(nullptr);
 }
 
-TEST(DialogText, TrimmingAndNumbersWithoutGrouping)
+TEST(DialogLayer, TextsAndTheParentWindowFoundByTitleOrNone)
 {
     EXPECT_EQ(msiu::TrimSpace(L" \t\r\n a b \n"), L"a b");
     EXPECT_EQ(msiu::TrimSpace(L"   "), L"");
@@ -69,17 +53,13 @@ TEST(DialogText, TrimmingAndNumbersWithoutGrouping)
     out.imbue(msiu::DialogLocale());
     out << 65535;
     EXPECT_EQ(out.str(), L"65535");
-}
 
-TEST(ParentDialogWindow, FoundByTitleOrNone)
-{
     qxtest::Session s;
     msiu::InitAction(s.Handle(), L"OwnerTest", true);
     EXPECT_EQ(msiu::FindParentDialogWindow(), nullptr) << "no title: no owner";
     s.SetProperty(L"_ParentDialogWindowTitle", L"Quorix owner test window");
     EXPECT_EQ(msiu::FindParentDialogWindow(), nullptr) << "no window of that title";
-    HWND window = CreateWindowExW(0, L"STATIC", L"Quorix owner test window", WS_POPUP, 0, 0, 10, 10, nullptr,
-                                  nullptr, nullptr, nullptr);
+    HWND window = CreateWindowExW(0, L"STATIC", L"Quorix owner test window", WS_POPUP, 0, 0, 10, 10, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(msiu::FindParentDialogWindow(), window);
     DestroyWindow(window);

@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cctype>
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -18,10 +17,10 @@ RunResult Run(const std::string& command)
     // Output goes through a file, not a pipe: a Windows program may leave
     // Wine's services behind, and they would hold a pipe open for ever.
     char name[] = "/tmp/qxrunXXXXXX";
-    int fd = mkstemp(name);
+    const int fd = mkstemp(name);
     if (fd < 0) return {-1, {}};
     close(fd);
-    int status = std::system((command + " </dev/null >" + name + " 2>&1").c_str());
+    const int status = std::system((command + " </dev/null >" + name + " 2>&1").c_str());
     RunResult r{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(name)};
     std::remove(name);
     return r;
@@ -39,8 +38,8 @@ std::string BuildDir(const std::string& preset)
     // QX_BUILD_WIN64=/path points the tests at another build of that preset.
     std::string name = "QX_BUILD_";
     for (char c : preset) name += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    if (const char* v = std::getenv(name.c_str()); v && *v) return v;
-    return SourceDir() + "/build/" + preset;
+    const char* v = std::getenv(name.c_str());
+    return v && *v ? v : SourceDir() + "/build/" + preset;
 }
 
 std::string ReadFile(const std::string& path)
@@ -54,9 +53,7 @@ std::string ReadFile(const std::string& path)
 
 void WriteFile(const std::string& path, const std::string& bytes)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << bytes;
-    if (!out) throw std::runtime_error("cannot write " + path);
+    if (!(std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes)) throw std::runtime_error("cannot write " + path);
 }
 
 bool Exists(const std::string& path)
@@ -69,10 +66,8 @@ std::vector<std::string> Lines(const std::string& text)
 {
     std::vector<std::string> out;
     std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
+    for (std::string line; std::getline(in, line); out.push_back(line))
         if (!line.empty() && line.back() == '\r') line.pop_back();
-        out.push_back(line);
-    }
     return out;
 }
 

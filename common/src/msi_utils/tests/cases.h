@@ -25,6 +25,15 @@ using Fn = std::function<std::wstring(const Args&)>;
 inline std::string N(const std::wstring& w) { return std::string(w.begin(), w.end()); }
 inline std::wstring W(const std::string& s) { return std::wstring(s.begin(), s.end()); }
 inline std::wstring B(bool b) { return b ? L"1" : L"0"; }
+// Line ends shown as \r and \n, and back.
+inline std::wstring Escaped(std::wstring t, bool back = false)
+{
+    for (auto [from, to] : {std::pair{L"\r", L"\\r"}, {L"\n", L"\\n"}}) {
+        const std::wstring f = back ? to : from, r = back ? from : to;
+        for (size_t at = t.find(f); at != std::wstring::npos; at = t.find(f, at + r.size())) t.replace(at, f.size(), r);
+    }
+    return t;
+}
 
 // What a call gave: its result, or "!", the code and the text it raised.
 inline std::wstring Outcome(const std::function<std::wstring()>& f)

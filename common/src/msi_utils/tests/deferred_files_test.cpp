@@ -117,9 +117,9 @@ TEST(FileOps, CopyMoveDirectoriesAndTempFiles)
 }
 
 // What a member of the group that may write F's directory can leave there
-// before an install: each execute either goes through with its log line or
-// refuses with the file and the reason and changes nothing, and the next
-// install (the trap gone) goes through.
+// before an install (cases/deferred.txt): each execute either goes through
+// with its log line or refuses with the file and the reason and changes
+// nothing, and the next install (the trap gone) goes through.
 std::wstring g_linked;  // the name that looks like a link or junction
 unsigned long LinkProbe(const wchar_t* path)
 {
@@ -130,26 +130,8 @@ unsigned long LinkProbe(const wchar_t* path)
 
 TEST(FileOps, TrapsAreRefusedOrCleanedNeverFollowed)
 {
-    const std::wstring kLink = L"Not following a link or junction: %s", kCant = L"Can't change \"%s\".  Reason: ";
-    const struct {
-        const char* lay;         // link: looks like a link; stale: a leftover file; readonly, locked
-        int at;                  // 0 F, 1 its directory, 2 T, 3 the staging file, 4 T.part, 5 B
-        std::wstring fatal;      // %s: the name; a text ending in a blank gets the system's reason
-        uint32_t code;
-        const wchar_t* info;
-    } traps[] = {
-        {"link", 0, kLink, 0x80070005, nullptr},
-        {"link", 1, kLink, 0x80070005, nullptr},
-        {"link", 2, kLink, 0x80070005, nullptr},
-        {"link", 3, L"", 0, L"Removed unfinished file: %s"},
-        {"stale", 2, L"", 0, L"Found a file left by an earlier install: %s"},
-        {"stale", 4, L"", 0, L"Removed unfinished file: %s"},
-        {"readonly", 0, kCant, 0x80070005, nullptr},
-        {"locked", 0, kCant, 0x80070020, nullptr},
-        {"readonly", 5, L"", 0, nullptr},
-    };
     msiu::detail::SetAttributeProbe(&LinkProbe);
-    for (const auto& c : traps) {
+    cases::Run("traps.txt", {{"trap", [](const Args& a) {
         qxtest::TempDir dir;
         qxtest::Session s;
         const std::wstring F = dir.File(L"httpd.conf");
@@ -157,48 +139,33 @@ TEST(FileOps, TrapsAreRefusedOrCleanedNeverFollowed)
         qxtest::WriteFileBytes(F, "old");
         qxtest::WriteFileBytes(tx.Backup(), "older");
         const std::wstring part = tx.Temp() + L".part";
-        const std::wstring name = std::vector<std::wstring>{F, dir.Path().substr(0, dir.Path().size() - 1), tx.Temp(),
-                                                            tx.Staging(), part, tx.Backup()}[c.at];
-        const std::string lay = c.lay;
-        SCOPED_TRACE(lay + " " + cases::N(name));
+        const std::wstring name = std::vector<std::wstring>{F, dir.Path().substr(0, dir.Path().size() - 1), tx.Temp(), tx.Staging(), part, tx.Backup()}[std::stoi(a[1])];
         HANDLE lock = INVALID_HANDLE_VALUE;
-        if (lay == "link") g_linked = name;
-        if ((lay == "link" && c.at >= 2) || lay == "stale") qxtest::WriteFileBytes(name, "stale");
-        if (lay == "readonly") SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
-        if (lay == "locked") lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        if (a[0] == L"link") g_linked = name;
+        if ((a[0] == L"link" && a[1] >= L"2") || a[0] == L"stale") qxtest::WriteFileBytes(name, "stale");
+        if (a[0] == L"readonly") SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
+        if (a[0] == L"locked") lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         const auto execute = [&] {
             tx.SaveOriginal();
             qxtest::WriteFileBytes(tx.Staging(), "new");
-            ASSERT_TRUE(tx.InstallStaging());
+            if (!tx.InstallStaging()) throw 1;
         };
-        const UINT first = msiu::RunAction(s.Handle(), L"T", false, execute);
-        if (!c.fatal.empty()) {
-            EXPECT_EQ(first, 1603u);
-            std::wstring text = msiu::Format(c.fatal.c_str(), name.c_str());
-            if (text.back() == L' ') text += qxtest::SystemText(static_cast<HRESULT>(c.code));
-            EXPECT_EQ(s.capture.Texts(0).at(0), L"T:  " + text + msiu::Format(L"  (0x%08X)", c.code));
-            if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
-            EXPECT_EQ(qxtest::ReadFileBytes(F), "old");
-            EXPECT_EQ(qxtest::Exists(tx.Temp()), c.at == 2);
-            // The trap gone, the next install goes through.
-            g_linked.clear();
+        std::wstring r = InFrame(s, execute);
+        if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
+        r += L" | F=" + Content(F) + L" T=" + Content(tx.Temp());
+        g_linked.clear();
+        if (r[0] == L'1') {  // the trap gone, the next install goes through
             SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
             DeleteFileW(tx.Temp().c_str());
-            EXPECT_EQ(msiu::RunAction(s.Handle(), L"T", false, execute), 0u);
-        } else {
-            EXPECT_EQ(first, 0u);
+            r += L" | again " + InFrame(s, execute).substr(0, 1);
         }
-        if (c.info) {
-            const auto info = s.capture.Texts(0x4000000);
-            EXPECT_NE(std::find(info.begin(), info.end(), L"T:  " + msiu::Format(c.info, name.c_str())), info.end());
-        }
-        g_linked.clear();
-        EXPECT_EQ(msiu::RunAction(s.Handle(), L"T", false, [&] { tx.Commit(); }), 0u);
-        EXPECT_EQ(qxtest::ReadFileBytes(F), "new");
-        EXPECT_EQ(qxtest::ReadFileBytes(tx.Backup()), "old");
-        EXPECT_EQ(GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-        for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part}) EXPECT_FALSE(qxtest::Exists(gone));
-    }
+        r += L" | commit " + InFrame(s, [&] { tx.Commit(); }).substr(0, 1) + L" F=" + Content(F) + L" B=" + Content(tx.Backup()) +
+             (GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY ? L" read-only" : L"");
+        for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part})
+            if (qxtest::Exists(gone)) r += L" left " + gone;
+        for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
+        return r;
+    }}});
     msiu::detail::SetAttributeProbe(nullptr);
 }
 

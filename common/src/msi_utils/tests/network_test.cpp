@@ -27,7 +27,7 @@ struct Script {
     addrinfo hints{};
 } g_script;
 
-int WSAAPI ScriptedGetAddrInfo(const char* node, const char*, const addrinfo* hints, addrinfo** result)
+int WSAAPI ScriptedGetAddrInfo(const char*, const char*, const addrinfo* hints, addrinfo** result)
 {
     Script& s = g_script;
     ++s.calls;
@@ -36,11 +36,8 @@ int WSAAPI ScriptedGetAddrInfo(const char* node, const char*, const addrinfo* hi
     if (!s.results.empty()) s.results.pop_front();
     if (r != 0) return r;
     auto* sin = static_cast<sockaddr_in*>(std::calloc(1, sizeof(sockaddr_in6)));
-    sin->sin_family = AF_INET;
-    sin->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* e = static_cast<addrinfo*>(std::calloc(1, sizeof(addrinfo)));
-    *e = addrinfo{0, s.family, SOCK_STREAM, 0, s.addrlen, nullptr, reinterpret_cast<sockaddr*>(sin), nullptr};
-    *result = e;
+    *sin = sockaddr_in{AF_INET, 0, {{{127, 0, 0, 1}}}};
+    *result = new addrinfo{0, s.family, SOCK_STREAM, 0, s.addrlen, nullptr, reinterpret_cast<sockaddr*>(sin), nullptr};
     ++s.lists;
     return 0;
 }
@@ -49,7 +46,7 @@ void WSAAPI ScriptedFreeAddrInfo(addrinfo* list)
 {
     --g_script.lists;
     std::free(list->ai_addr);
-    std::free(list);
+    delete list;
 }
 
 std::wstring Call(const std::wstring& fn, const Args& a, size_t i)
@@ -109,19 +106,14 @@ TEST(Network, Cases)
          }},
         // fallback | node | service | flags | family | socktype: the result code, then address and port.
         {"fallback", [](const Args& a) {
-             addrinfo hints{}, *list = nullptr;
-             hints.ai_flags = std::stoi(a[2]);
-             hints.ai_family = std::stoi(a[3]);
-             hints.ai_socktype = std::stoi(a[4]);
+             addrinfo hints{std::stoi(a[2]), std::stoi(a[3]), std::stoi(a[4])}, *list = nullptr;
              const std::string node = N(a[0]), service = N(a[1]);
-             const int r = msiu::detail::FallbackGetAddrInfo(a[0] == L"-" ? nullptr : node.c_str(),
-                                                             a[1] == L"-" ? nullptr : service.c_str(), &hints, &list);
+             const int r = msiu::detail::FallbackGetAddrInfo(a[0] == L"-" ? nullptr : node.c_str(), a[1] == L"-" ? nullptr : service.c_str(), &hints, &list);
              if (!list) return std::to_wstring(r);
              char host[64] = "", port[16] = "";
-             msiu::detail::FallbackGetNameInfo(list->ai_addr, static_cast<socklen_t>(list->ai_addrlen), host,
-                                               sizeof host, port, sizeof port, 0);
-             const std::wstring out = msiu::Format(L"%d %d %d ", r, list->ai_family, list->ai_socktype) + W(host) +
-                                      L" " + W(port) + (list->ai_canonname ? L" named" : L"");
+             msiu::detail::FallbackGetNameInfo(list->ai_addr, static_cast<socklen_t>(list->ai_addrlen), host, sizeof host, port, sizeof port, 0);
+             const std::wstring out = msiu::Format(L"%d %d %d ", r, list->ai_family, list->ai_socktype) + W(host) + L" " + W(port) +
+                                      (list->ai_canonname ? L" named" : L"");
              msiu::detail::FallbackFreeAddrInfo(list);
              return out;
          }},

@@ -16,7 +16,7 @@ std::wstring ComText(uint32_t code, const std::wstring& fallback = L"")
 }
 
 // The action's result, then each message as type:text.
-std::wstring Run(qxtest::Session& s, const wchar_t* action, const std::function<void()>& body, bool ui = false)
+std::wstring Act(qxtest::Session& s, const wchar_t* action, const std::function<void()>& body, bool ui = false)
 {
     s.capture.messages.clear();
     std::wstring r = std::to_wstring(msiu::RunAction(s.Handle(), action, ui, body));
@@ -39,15 +39,15 @@ TEST(Frame, EachKindOfFailureLogsOneFatalLineAndFails)
         {[] { msiu::LogText(0x3000000, L"x", true); }, L"Invalid message type  (0x80070057)"},
     };
     qxtest::Session s;
-    for (const auto& c : ladder) EXPECT_EQ(Run(s, L"LadderTest", c.first), L"1603 | 0:LadderTest:  " + c.second);
+    for (const auto& c : ladder) EXPECT_EQ(Act(s, L"LadderTest", c.first), L"1603 | 0:LadderTest:  " + c.second);
 }
 
 TEST(Frame, LinesCancelAndTheLimitOfTheActionName)
 {
     qxtest::Session s;
-    EXPECT_EQ(Run(s, L"Quiet", [] {}), L"0");
+    EXPECT_EQ(Act(s, L"Quiet", [] {}), L"0");
     EXPECT_EQ(msiu::GetSessionHandle() + msiu::GetDatabaseHandle(), 0u);
-    EXPECT_EQ(Run(s, L"Lines", [] {
+    EXPECT_EQ(Act(s, L"Lines", [] {
                   msiu::LogMessage(msiu::kMsgInfo, L"value %d of %s", 3, L"x");
                   msiu::LogMessageBare(msiu::kMsgWarning, L"a finished sentence.");
                   msiu::LogText(msiu::kMsgError, L"plain", true);
@@ -55,8 +55,8 @@ TEST(Frame, LinesCancelAndTheLimitOfTheActionName)
               L"0 | 4000000:Lines:  value 3 of x | 2000000:a finished sentence. | 1000000:Lines:  plain");
     // 32 characters fail the start: the session layer's own line; the ladder's goes nowhere in the idle context.
     const std::wstring name(32, L'N');
-    EXPECT_EQ(Run(s, name.c_str(), [] { ADD_FAILURE() << "ran"; }), L"1603 | 0:Error 0x8007007a: Failed to copy CustomAction log name: " + name);
-    EXPECT_EQ(Run(s, std::wstring(31, L'n').c_str(), [] {}), L"0");
+    EXPECT_EQ(Act(s, name.c_str(), [] { ADD_FAILURE() << "ran"; }), L"1603 | 4000000:Error 0x8007007a: Failed to copy CustomAction log name: " + name);
+    EXPECT_EQ(Act(s, std::wstring(31, L'n').c_str(), [] {}), L"0");
     // Cancel answered during a log line gives 1602; the next action starts with a clear cancel result.
     s.capture.cancelOn = L"progress";
     for (bool fails : {false, true}) {
@@ -65,7 +65,7 @@ TEST(Frame, LinesCancelAndTheLimitOfTheActionName)
                       if (fails) throw 1;
                   }),
                   1602u);
-        EXPECT_EQ(Run(s, L"Next", [] {}), L"0");
+        EXPECT_EQ(Act(s, L"Next", [] {}), L"0");
     }
 }
 
@@ -80,11 +80,11 @@ TEST(Frame, UIModeShowsFailuresInABoxAndTheCheckReportsThroughProperties)
 {
     msiu::detail::SetMessageBoxFunction(&RecordBox);
     qxtest::Session s;
-    EXPECT_EQ(Run(s, L"UITest", [] { msiu::ThrowError(static_cast<HRESULT>(0x80070005), L"No access"); }, true), L"1603");
+    EXPECT_EQ(Act(s, L"UITest", [] { msiu::ThrowError(static_cast<HRESULT>(0x80070005), L"No access"); }, true), L"1603");
     EXPECT_EQ(g_boxes, L"[No access  (0x80070005) | UITest | 16]");
     EXPECT_EQ(s.Property(L"OrvaneLastDoActionLogMsg"), L"UITest:  No access  (0x80070005)");
     // An info line shows no box but replaces the last message.
-    EXPECT_EQ(Run(s, L"UITest", [] { msiu::LogMessage(msiu::kMsgInfo, L"first"); msiu::LogMessage(msiu::kMsgInfo, L"second"); }, true), L"0");
+    EXPECT_EQ(Act(s, L"UITest", [] { msiu::LogMessage(msiu::kMsgInfo, L"first"); msiu::LogMessage(msiu::kMsgInfo, L"second"); }, true), L"0");
     EXPECT_EQ(s.Property(L"OrvaneLastDoActionLogMsg"), L"UITest:  second");
 
     s.SetProperty(L"_InvalidTest", L"stale");

@@ -10,10 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "msiu/deferred.h"
 #include "msiu/files.h"
@@ -124,8 +121,6 @@ std::pair<DWORD, std::string> RunChild(const Subject& s, Phase phase, const std:
 
 // --- the parent ----------------------------------------------------------
 
-std::string Narrow(const std::wstring& w) { return std::string(w.begin(), w.end()); }
-
 // F, T and B as "F=<text>" or "F-" when missing, and any leftover.
 std::string OnDisk(const msiu::FileTransaction& t)
 {
@@ -194,8 +189,8 @@ TEST_P(EachFile, EveryInterruptionEndsInTheOldOrTheNewFileWhole)
     }
     ASSERT_LT(k, 20) << "the execute never finished";
     // Every file operation of the execute phase was a place to stop.
-    const std::string T = Narrow(t.Temp());
-    const std::vector<std::string> expected{"copy " + T + ".part", "rename " + T, "replace " + Narrow(t.Target())};
+    const std::string T(t.Temp().begin(), t.Temp().end()), F(t.Target().begin(), t.Target().end());
+    const std::vector<std::string> expected{"copy " + T + ".part", "rename " + T, "replace " + F};
     EXPECT_EQ(steps, upgrade ? expected : std::vector<std::string>{expected[2]});
 }
 
@@ -216,7 +211,8 @@ TEST_P(EachFile, AFinishedExecuteCommitsOrRollsBackAndSoDoesAnInterruptedPhase)
         const auto [exitCode, step] = RunChild(s, phase, t.Target(), 1);
         EXPECT_EQ(exitCode, upgrade ? kKilled : 0u) << step;
         if (upgrade) {
-            EXPECT_EQ(step, "move " + Narrow(commit ? t.Backup() : t.Target()));
+            const std::wstring moved = commit ? t.Backup() : t.Target();
+            EXPECT_EQ(step, "move " + std::string(moved.begin(), moved.end()));
             EXPECT_EQ(OnDisk(t), " F=" + fresh + " T=" + s.original + " B- N- P-");
         }
         // The phase run again, or run at all, ends where it always does.

@@ -55,6 +55,17 @@ TEST(Database, Cases)
              return Within(s, [&] { return Pair(msiu::GetFeatureState(a[0])); });
          }},
         {"component", [&](const Args& a) { return Within(s, [&] { return Pair(msiu::GetComponentState(a[0])); }); }},
+        // insert | property | value: a temporary row through a view of the Property table
+        {"insert", [&](const Args& a) {
+             return Within(s, [&] {
+                 msiu::ViewHandle view;
+                 msiu::OpenView(L"SELECT `Property`, `Value` FROM `Property`", view);
+                 msiu::DBRecord row(3);
+                 row.SetField(1, a[0]).SetField(2, a[1]);
+                 msiu::ViewModify(view, MSIMODIFY_INSERT_TEMPORARY, row);
+                 return std::wstring();
+             });
+         }},
         {"condition", [&](const Args& a) { return Within(s, [&] { return B(msiu::EvaluateCondition(a[0])); }); }},
         // view | query => the first column of each row; a failing one leaves no handle
         {"view", [](const Args& a) {
@@ -63,32 +74,22 @@ TEST(Database, Cases)
              const std::wstring r = Within(fresh, [&] { msiu::OpenView(a[0], view); return FetchColumn(view.Get()); });
              return r + (view.Get() ? L"" : L" (no view)");
          }},
+        {"query", [&](const Args& a) {
+             return Within(s, [&] { msiu::ViewHandle view; msiu::OpenView(a[0], view); return FetchColumn(view.Get()); });
+         }},
     });
 }
 
-TEST(Database, ViewHandleIsReplacedAndATemporaryRowIsRefusedTwice)
+TEST(Database, OpeningAViewAgainClosesTheOldOne)
 {
     qxtest::Session s;
-    std::wstring r;
     msiu::RunAction(s.Handle(), L"DbTest", false, [&] {
-        r = cases::Outcome([&] {
-            msiu::ViewHandle view;
-            msiu::OpenView(L"SELECT `Property` FROM `Property` WHERE `Property` = 'ProductName'", view);
-            const MSIHANDLE first = view.Get();
-            msiu::OpenView(L"SELECT `Property`, `Value` FROM `Property`", view);
-            EXPECT_EQ(MsiCloseHandle(first), static_cast<UINT>(ERROR_INVALID_HANDLE)) << "the old view is closed";
-            msiu::DBRecord row(3);
-            row.SetField(1, std::wstring(L"QX_TEMP")).SetField(2, std::wstring(L"yes"));
-            msiu::ViewModify(view, MSIMODIFY_INSERT_TEMPORARY, row);
-            msiu::ViewHandle check;
-            msiu::OpenView(L"SELECT `Value` FROM `Property` WHERE `Property` = 'QX_TEMP'", check);
-            EXPECT_EQ(FetchColumn(check.Get()), L"[yes]");
-            msiu::ViewModify(view, MSIMODIFY_INSERT_TEMPORARY, row);
-            return std::wstring(L"no refusal");
-        });
+        msiu::ViewHandle view;
+        msiu::OpenView(L"SELECT `Property` FROM `Property`", view);
+        const MSIHANDLE first = view.Get();
+        msiu::OpenView(L"SELECT `Value` FROM `Property`", view);
+        EXPECT_EQ(MsiCloseHandle(first), static_cast<UINT>(ERROR_INVALID_HANDLE));
     });
-    EXPECT_EQ(r.substr(0, 8) + r.substr(std::min<size_t>(12, r.size())),
-              L"! 0x8007 Failed to modify view with data: ??? (mode 7)") << cases::N(r);
 }
 
 }  // namespace

@@ -225,23 +225,4 @@ TEST_P(EachFile, AFinishedExecuteCommitsOrRollsBackAndSoDoesAnInterruptedPhase)
 INSTANTIATE_TEST_SUITE_P(Transactions, EachFile, testing::ValuesIn(Subjects()),
                          [](const testing::TestParamInfo<Subject>& info) { return info.param.name; });
 
-TEST(Interruption, LeftoversOfAnInterruptedExecuteAreRemovedAndLogged)
-{
-    qxtest::TempDir dir;
-    const msiu::FileTransaction t(dir.File(L"httpd.conf"));
-    for (auto [name, text] : {std::pair{t.Target(), "old\n"}, {t.Temp(), "old\n"}, {t.Staging(), "ne"}, {t.Temp() + L".part", "ol"}})
-        qxtest::WriteFileBytes(name, text);
-    qxtest::Session s(qxtest::Props{{L"CustomActionData", L"1.0|" + t.Target() + L"|a|b|c|q"}});
-    msiu::detail::SetPhaseOverride(Phase::Rollback);
-    EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u);
-    msiu::detail::SetPhaseOverride(Phase::None);
-    EXPECT_EQ(s.capture.Texts(INSTALLMESSAGE_INFO),
-              (std::vector<std::wstring>{
-                  L"CreateApacheConfDeferred:  Removed unfinished file: " + t.Staging(),
-                  L"CreateApacheConfDeferred:  Removed unfinished file: " + t.Temp() + L".part",
-                  L"CreateApacheConfDeferred:  Moving file \"" + t.Temp() + L"\" to \"" + t.Target() + L"\"",
-              }));
-    EXPECT_EQ(OnDisk(t), " F=old\n T- B- N- P-");
-}
-
 }  // namespace

@@ -66,6 +66,19 @@ TEST(Deferred, Cases)
              for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
              return r;
          }},
+        // interrupted | F | T | B | N | P | phase: the phase alone over what an interrupted execute left
+        // => the result and its lines, then F, T, B, N and P after it
+        {"interrupted", [&](const Args& a) {
+             msiu::FileTransaction tx(F);
+             const std::wstring files[] = {F, tx.Temp(), tx.Backup(), tx.Staging(), tx.Temp() + L".part"};
+             for (int i = 0; i < 5; ++i)
+                 if (DeleteFileW(files[i].c_str()), a[i] != L"-") qxtest::WriteFileBytes(files[i], cases::N(a[i]));
+             qxtest::Session s;
+             std::wstring r = InFrame(s, [&] { a[5] == L"commit" ? tx.Commit() : tx.Rollback(); });
+             for (const auto& f : files) r += L" " + Content(f);
+             for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
+             return r;
+         }},
         // tx | F before | T left by an interrupted install | B before | commit or rollback => F | T | B after
         {"tx", [&](const Args& a) {
              msiu::FileTransaction tx(F);

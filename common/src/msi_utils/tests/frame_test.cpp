@@ -3,6 +3,7 @@
 #include <new>
 
 #include "cases.h"
+#include "msiu/dialog.h"
 #include "msiu/log.h"
 #include "msiu/session.h"
 #include "pal/exception.h"
@@ -24,22 +25,49 @@ std::wstring Act(qxtest::Session& s, const wchar_t* action, const std::function<
     return r;
 }
 
-TEST(Frame, EachKindOfFailureLogsOneFatalLineAndFails)
+std::wstring g_shown;
+int WINAPI Record(HWND owner, LPCWSTR text, LPCWSTR caption, UINT style)
 {
-    const std::pair<std::function<void()>, std::wstring> ladder[] = {
-        {[] { msiu::ThrowError(static_cast<HRESULT>(0x80070005), L"Access to %s", L"x"); }, L"Access to x  (0x80070005)"},
-        {[] { PAL_THROW(PAL::WindowsError, 5); }, ComText(0x80070005)},
-        {[] { PAL_THROW(PAL::StrCvtError, 2); }, L"Conversion error: Parsing of input incomplete"},
-        {[] { PAL_ASSERT(1 + 1 == 3); }, L"Assert Failure: 1 + 1 == 3"},
-        {[] { throw ATL::CAtlException(static_cast<int32_t>(0x80004005)); }, ComText(0x80004005)},
-        {[] { throw _com_error(static_cast<HRESULT>(0x80040205)); }, ComText(0x80040205, L"IDispatch error #5")},
-        {[] { throw _com_error(static_cast<HRESULT>(0xA0001234)); }, ComText(0xA0001234, L"Unknown error 0xA0001234")},
-        {[] { throw std::bad_alloc(); }, ComText(0x8007000E)},
-        {[] { throw 42; }, L"Unhandled exception"},
-        {[] { msiu::LogText(0x3000000, L"x", true); }, L"Invalid message type  (0x80070057)"},
+    g_shown += msiu::Format(L"[%p | %s | %s | %u]", owner, text, caption, style);
+    return IDOK;
+}
+
+// Each kind of failure: one fatal line of the action frame, and one "Error"
+// box of the dialog handler guard, owned by the dialog, with result -1.
+TEST(Frame, EachKindOfFailureLogsOneFatalLineAndShowsOneErrorBox)
+{
+    const std::wstring denied = qxtest::SystemText(static_cast<HRESULT>(0x80070005));
+    const struct {
+        std::function<void()> raise;
+        std::wstring logged, shown;
+    } ladder[] = {
+        {[] { msiu::ThrowError(static_cast<HRESULT>(0x80070005), L"Access to %s", L"x"); }, L"Access to x  (0x80070005)", L"Access to x"},
+        {[] { PAL_THROW(PAL::WindowsError, 5); }, ComText(0x80070005), denied},
+        {[] { PAL_THROW(PAL::StrCvtError, 2); }, L"Conversion error: Parsing of input incomplete", L"Conversion error: Parsing of input incomplete"},
+        {[] { PAL_ASSERT(1 + 1 == 3); }, L"Assert Failure: 1 + 1 == 3", L"Assert Failure: 1 + 1 == 3"},
+        {[] { throw ATL::CAtlException(static_cast<int32_t>(0x80004005)); }, ComText(0x80004005), qxtest::SystemText(static_cast<HRESULT>(0x80004005))},
+        {[] { throw _com_error(static_cast<HRESULT>(0x80070005)); }, ComText(0x80070005), denied},
+        {[] { throw _com_error(static_cast<HRESULT>(0x80040205)); }, ComText(0x80040205, L"IDispatch error #5"), L"IDispatch error #5"},
+        {[] { throw _com_error(static_cast<HRESULT>(0xA0001234)); }, ComText(0xA0001234, L"Unknown error 0xA0001234"), L"Unknown error 0xA0001234"},
+        {[] { throw std::bad_alloc(); }, ComText(0x8007000E), qxtest::SystemText(static_cast<HRESULT>(0x8007000E))},
+        {[] { throw 42; }, L"Unhandled exception", L"Unhandled exception"},
+        {[] { msiu::LogText(0x3000000, L"x", true); }, L"Invalid message type  (0x80070057)", L""},
     };
     qxtest::Session s;
-    for (const auto& c : ladder) EXPECT_EQ(Act(s, L"LadderTest", c.first), L"1603 | 0:LadderTest:  " + c.second);
+    msiu::detail::SetDialogMessageBox(&Record);
+    const HWND owner = reinterpret_cast<HWND>(0x1234);
+    for (const auto& c : ladder) {
+        EXPECT_EQ(Act(s, L"LadderTest", c.raise), L"1603 | 0:LadderTest:  " + c.logged);
+        if (c.shown.empty()) continue;
+        g_shown.clear();
+        try {
+            c.raise();
+        } catch (...) {
+            EXPECT_EQ(msiu::ShowHandlerFailure(owner), -1);
+        }
+        EXPECT_EQ(g_shown, msiu::Format(L"[%p | ", owner) + c.shown + L" | Error | 16]");
+    }
+    msiu::detail::SetDialogMessageBox(nullptr);
 }
 
 TEST(Frame, LinesCancelAndTheLimitOfTheActionName)

@@ -35,11 +35,12 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
         }
         bool inNames = false;
         std::smatch m;
+        const std::regex exportRow(R"(^\s*\[\s*\d+\]\s+(\S+)\s*$)"), importRow(R"(^\s*DLL Name:\s+(\S+)\s*$)");
         for (const auto& line : qxnative::Lines(r.output)) {
             if (line.find("[Ordinal/Name Pointer] Table") != std::string::npos) inNames = true;
-            else if (inNames && std::regex_match(line, m, std::regex(R"(^\s*\[\s*\d+\]\s+(\S+)\s*$)"))) exports.insert(m[1]);
+            else if (inNames && std::regex_match(line, m, exportRow)) exports.insert(m[1]);
             else if (line.empty()) inNames = false;
-            if (std::regex_match(line, m, std::regex(R"(^\s*DLL Name:\s+(\S+)\s*$)"))) {
+            if (std::regex_match(line, m, importRow)) {
                 std::string dll = m[1];
                 std::transform(dll.begin(), dll.end(), dll.begin(), ::tolower);
                 imports.insert(dll);

@@ -357,6 +357,16 @@ int WSAAPI FallbackGetNameInfo(const sockaddr* address, socklen_t length, char* 
     return 0;
 }
 
+namespace {
+void SleepFor(unsigned long milliseconds) { Sleep(milliseconds); }
+PauseFn g_pause = &SleepFor;
+}  // namespace
+
+void SetRetryPause(PauseFn fn)
+{
+    g_pause = fn ? fn : &SleepFor;
+}
+
 void WSAAPI FallbackFreeAddrInfo(addrinfo* list)
 {
     while (list) {
@@ -433,7 +443,7 @@ void LookUpHost(const std::wstring& name, addrinfo* hints, addrinfo*& result)
         rc = detail::Resolver().getaddrinfo(narrow.c_str(), nullptr, hints, &result);
         WSASetLastError(rc);
         if (rc != WSATRY_AGAIN) break;
-        Sleep(500);
+        detail::g_pause(500);
     }
     if (rc == 0) return;
     result = nullptr;

@@ -1,234 +1,129 @@
 // CustomActionData splitting, the deferred frame's field count, the file
-// operations and the .tmp/.bak transaction.
-#include <gtest/gtest.h>
-
+// operations and the .tmp/.bak transaction. The tables are in cases/deferred.txt.
 #include <algorithm>
-#include <map>
 
+#include "cases.h"
 #include "msiu/deferred.h"
-#include "msiu/error.h"
 #include "msiu/files.h"
 #include "msiu/session.h"
-#include "qxtest/session.h"
 
 namespace {
 
-struct SplitCase {
-    std::wstring text;
-    std::vector<std::wstring> fields;
-};
+using cases::Args;
 
-TEST(SplitFields, Table)
+// Runs body in action T of the session: the result, then every message.
+template <class Body>
+std::wstring InFrame(qxtest::Session& s, Body body)
 {
-    const SplitCase cases[] = {
-        {L"", {}},
-        {L"a|b", {L"a", L"b"}},
-        {L"a|", {L"a", L""}},
-        {L"|", {L"", L""}},
-        {L"a||", {L"a", L"", L""}},
-        {L"||a", {L"", L"", L"a"}},
-        {L" a \t| b\r\n", {L"a", L"b"}},
-        {L"   |x", {L"", L"x"}},
-        {L"   ", {L""}},
-        {L"one", {L"one"}},
-        {L"C:\\Srv\\cgi\\|1.0", {L"C:\\Srv\\cgi\\", L"1.0"}},
-    };
-    for (const auto& c : cases) {
-        std::vector<std::wstring> got{L"stale"};
-        msiu::SplitFields(c.text, got, L'|');
-        EXPECT_EQ(got, c.fields) << std::string(c.text.begin(), c.text.end());
-    }
-    std::vector<std::wstring> dots;
-    msiu::SplitFields(L"4.1.", dots, L'.');
-    EXPECT_EQ(dots, (std::vector<std::wstring>{L"4", L"1", L""}));
+    s.capture.messages.clear();
+    std::wstring out = std::to_wstring(msiu::RunAction(s.Handle(), L"T", false, body));
+    for (const auto& m : s.capture.messages) out += L" | " + m.text;
+    return out;
 }
 
-TEST(DeferredFrame, FieldCountMustMatchExactly)
+std::wstring Content(const std::wstring& path) { return qxtest::Exists(path) ? cases::W(qxtest::ReadFileBytes(path)) : L"-"; }
+
+TEST(Deferred, Cases)
 {
-    const std::pair<std::wstring, std::wstring> cases[] = {
-        {L"a|b", L""},
-        {L"a", L"T:  Missing or incomplete CA data  (0x80070057)"},
-        {L"a|b|c", L"T:  Missing or incomplete CA data  (0x80070057)"},
-        {L"", L"T:  Property \"CustomActionData\" does not exist  (0x80070057)"},
-    };
-    for (const auto& c : cases) {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", c.first}});
-        msiu::RunAction(s.Handle(), L"T", false, [] { msiu::GetDeferredFields(2); });
-        const auto fatal = s.capture.Texts(0);
-        EXPECT_EQ(fatal.empty() ? L"" : fatal[0], c.second);
-    }
+    qxtest::TempDir dir;
+    const std::wstring F = dir.File(L"httpd.conf");
+    cases::Run("deferred.txt", {
+        // split | text | separator, with <t> <r> <n> for tab, CR and LF => [field]...
+        {"split", [](const Args& a) {
+             std::wstring text = a[0], out;
+             for (auto [from, to] : {std::pair{L"<t>", L"\t"}, {L"<r>", L"\r"}, {L"<n>", L"\n"}})
+                 for (size_t at; (at = text.find(from)) != std::wstring::npos;) text.replace(at, 3, to);
+             std::vector<std::wstring> got{L"stale"};
+             msiu::SplitFields(text, got, a[1][0]);
+             for (const auto& f : got) out += L"[" + f + L"]";
+             return out;
+         }},
+        {"fields", [](const Args& a) {
+             qxtest::Session s(qxtest::Props{{L"CustomActionData", a[0]}});
+             return InFrame(s, [&] { msiu::GetDeferredFields(std::stoi(a[1])); });
+         }},
+        {"forward", [](const Args& a) { return msiu::ToForwardSlashes(a[0]); }},
+        {"back", [](const Args& a) { return msiu::ToBackSlashes(a[0]); }},
+        {"canonical", [](const Args& a) { return msiu::CanonicalPath(a[0]); }},
+        {"nospaces", [](const Args& a) {
+             qxtest::Session s;
+             return InFrame(s, [&] { msiu::CheckPathHasNoSpaces(a[0]); });
+         }},
+        // file | copy or move | from | to | replace, file | mkdir | directory | tolerate one => the result, its
+        // lines, what it gave, the files' contents, with the test's folder as <dir>
+        {"file", [&](const Args& a) {
+             qxtest::Session s;
+             const std::wstring from = dir.File(a[1]), to = dir.File(a[2]), path = dir.Path().substr(0, dir.Path().size() - 1);
+             long gave = 0;
+             std::wstring r = InFrame(s, [&] {
+                 if (a[0] == L"copy") msiu::CopyFileTo(from, to, a[3] == L"1");
+                 if (a[0] == L"move") msiu::MoveFileTo(from, to, a[3] == L"1");
+                 if (a[0] == L"mkdir") gave = msiu::MakeDirectory(from, a[2] == L"1");
+                 if (a[0] == L"write") qxtest::WriteFileBytes(from, cases::N(a[2]));
+             });
+             r += L" | gave " + std::to_wstring(gave);
+             if (a[0] != L"mkdir") r += L" | " + Content(from) + L" " + Content(to);
+             for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
+             return r;
+         }},
+        // interrupted | F | T | B | N | P | phase: the phase alone over what an interrupted execute left
+        // => the result and its lines, then F, T, B, N and P after it
+        {"interrupted", [&](const Args& a) {
+             msiu::FileTransaction tx(F);
+             const std::wstring files[] = {F, tx.Temp(), tx.Backup(), tx.Staging(), tx.Temp() + L".part"};
+             for (int i = 0; i < 5; ++i)
+                 if (DeleteFileW(files[i].c_str()), a[i] != L"-") qxtest::WriteFileBytes(files[i], cases::N(a[i]));
+             qxtest::Session s;
+             std::wstring r = InFrame(s, [&] { a[5] == L"commit" ? tx.Commit() : tx.Rollback(); });
+             for (const auto& f : files) r += L" " + Content(f);
+             for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
+             return r;
+         }},
+        // tx | F before | T left by an interrupted install | B before | commit or rollback => F | T | B after
+        {"tx", [&](const Args& a) {
+             msiu::FileTransaction tx(F);
+             for (const std::wstring& f : {F, tx.Temp(), tx.Backup()}) DeleteFileW(f.c_str());
+             for (auto [path, text] : {std::pair{F, a[0]}, {tx.Temp(), a[1]}, {tx.Backup(), a[2]}})
+                 if (text != L"-") qxtest::WriteFileBytes(path, cases::N(text));
+             qxtest::Session s;
+             const UINT r = msiu::RunAction(s.Handle(), L"T", false, [&] {
+                 tx.SaveOriginal();
+                 qxtest::WriteFileBytes(F, "new");
+                 if (a[3] == L"commit") tx.Commit();
+                 else tx.Rollback();
+             });
+             return std::to_wstring(r) + L" | " + Content(F) + L" | " + Content(tx.Temp()) + L" | " + Content(tx.Backup());
+         }},
+    });
 }
 
-TEST(DeferredFrame, NoRunModeOutsideTheScriptMeansNothingToDo)
+TEST(Deferred, NoRunModeOutsideTheScriptAndAnUnknownActionFails)
 {
     qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"T", false, [] { EXPECT_EQ(msiu::CurrentPhase(), msiu::Phase::None); });
-}
-
-TEST(DeferredFrame, SchedulingAnUnknownActionFails)
-{
-    qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"T", false, [] { msiu::ScheduleDeferredAction(L"NoSuchActionExec", L"a|b"); });
+    msiu::RunAction(s.Handle(), L"T", false, [] {
+        EXPECT_EQ(msiu::CurrentPhase(), msiu::Phase::None);
+        msiu::ScheduleDeferredAction(L"NoSuchActionExec", L"a|b");
+    });
     const auto fatal = s.capture.Texts(0);
     ASSERT_EQ(fatal.size(), 1u);
-    EXPECT_EQ(fatal[0].rfind(L"T:  Failed to schedule deferred CA: NoSuchActionExec  (0x8007", 0), 0u) << fatal[0].c_str();
+    EXPECT_EQ(fatal[0].rfind(L"T:  Failed to schedule deferred CA: NoSuchActionExec  (0x8007", 0), 0u) << cases::N(fatal[0]);
     const auto info = s.capture.Texts(0x4000000);
-    const std::wstring line = L"T:  Error " + fatal[0].substr(fatal[0].size() - 11, 10) +
-                              L": Failed MsiDoAction on deferred action";
-    EXPECT_NE(std::find(info.begin(), info.end(), line), info.end()) << std::string(line.begin(), line.end());
+    const std::wstring line = L"T:  Error " + fatal[0].substr(fatal[0].size() - 11, 10) + L": Failed MsiDoAction on deferred action";
+    EXPECT_NE(std::find(info.begin(), info.end(), line), info.end()) << cases::N(line);
 }
 
-TEST(Paths, SlashesAndSpaces)
+TEST(FileOps, TempFileIsMadeInTheTempDirectory)
 {
-    EXPECT_EQ(msiu::ToForwardSlashes(L"C:\\Srv\\cgi\\"), L"C:/Srv/cgi/");
-    EXPECT_EQ(msiu::ToBackSlashes(L"C:/Srv/cgi/"), L"C:\\Srv\\cgi\\");
-    EXPECT_EQ(msiu::CanonicalPath(L"C:\\a\\b\\..\\c\\.\\d"), L"C:\\a\\c\\d");
-    qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"T", false, [] { msiu::CheckPathHasNoSpaces(L"C:\\Program Files\\x"); });
-    EXPECT_EQ(s.capture.Texts(0),
-              std::vector<std::wstring>{L"T:  Path name may not contain spaces: C:\\Program Files\\x  (0x80070057)"});
-}
-
-class FileOps : public ::testing::Test {
-protected:
-    qxtest::TempDir dir;
-    qxtest::Session s;
-    std::wstring F = dir.File(L"httpd.conf");
-
-    template <class Body>
-    UINT Run(Body body)
-    {
-        s.capture.messages.clear();
-        return msiu::RunAction(s.Handle(), L"T", false, body);
-    }
-};
-
-TEST_F(FileOps, CopyOntoItselfIsIgnored)
-{
-    qxtest::WriteFileBytes(F, "old");
-    const std::wstring sameFile[] = {F, dir.File(L"HTTPD.CONF"), dir.File(L"sub\\..\\httpd.conf")};
-    for (const auto& other : sameFile) {
-        EXPECT_EQ(Run([&] { msiu::CopyFileTo(F, other, false); }), 0u);
-        ASSERT_EQ(s.capture.messages.size(), 2u);
-        EXPECT_EQ(s.capture.messages[1].text, L"T:  Copy file ignored - source and destination are the same.");
-        EXPECT_EQ(Run([&] { msiu::MoveFileTo(F, other, false); }), 0u);
-        EXPECT_EQ(s.capture.messages.back().text, L"T:  Move file ignored - source and destination are the same.");
-    }
-    EXPECT_EQ(qxtest::ReadFileBytes(F), "old");
-}
-
-TEST_F(FileOps, CopyAndMoveLogAndFailWithTheSystemReason)
-{
-    qxtest::WriteFileBytes(F, "old");
-    const std::wstring T = F + L".tmp", missing = dir.File(L"missing");
-    EXPECT_EQ(Run([&] { msiu::CopyFileTo(F, T, true); }), 0u);
-    EXPECT_EQ(s.capture.AllTexts(), std::vector<std::wstring>{L"T:  Copying file \"" + F + L"\" to \"" + T + L"\""});
-    EXPECT_EQ(qxtest::ReadFileBytes(T), "old");
-
-    EXPECT_EQ(Run([&] { msiu::CopyFileTo(F, T, false); }), 1603u);
-    EXPECT_EQ(s.capture.Texts(0).at(0), L"T:  Failed to copy \"" + F + L"\" to \"" + T + L"\".  Reason: " +
-                                            qxtest::SystemText(static_cast<HRESULT>(0x80070050)) +
-                                            L"  (0x80070050)");
-
-    EXPECT_EQ(Run([&] { msiu::MoveFileTo(missing, T, true); }), 1603u);
-    EXPECT_EQ(s.capture.Texts(0).at(0), L"T:  Failed to move \"" + missing + L"\" to \"" + T + L"\".  Reason: " +
-                                            qxtest::SystemText(static_cast<HRESULT>(0x80070002)) +
-                                            L"  (0x80070002)");
-}
-
-TEST_F(FileOps, MakeDirectoryToleratesAnExistingOneOnlyWhenAsked)
-{
-    const std::wstring d = dir.File(L"a\\b\\c");
-    long first = -1, again = -1;
-    EXPECT_EQ(Run([&] { first = msiu::MakeDirectory(d, false); }), 0u);
-    EXPECT_EQ(first, 0);
-    EXPECT_EQ(s.capture.AllTexts(), std::vector<std::wstring>{L"T:  Creating directory: " + d});
-    EXPECT_EQ(Run([&] { again = msiu::MakeDirectory(d, true); }), 0u);
-    EXPECT_TRUE(again == 183 || again == 80) << again;
-    EXPECT_EQ(Run([&] { msiu::MakeDirectory(d, false); }), 1603u);
-    EXPECT_EQ(s.capture.Texts(0).at(0).rfind(L"T:  Can't create directory: " + d + L"  (0x800700", 0), 0u);
-}
-
-TEST_F(FileOps, TempFileIsMadeInTheTempDirectory)
-{
-    std::wstring name;
-    EXPECT_EQ(Run([&] { name = msiu::MakeTempFileName(); }), 0u);
+    const std::wstring name = msiu::MakeTempFileName();
     EXPECT_TRUE(qxtest::Exists(name));
     EXPECT_EQ(name.rfind(msiu::GetTempDir(), 0), 0u);
     DeleteFileW(name.c_str());
 }
 
-// The transaction as seen on disk: what F, T and B hold after each phase.
-struct TxCase {
-    const char* name;
-    const char* before;  // F before, nullptr for none
-    const char* staleT;  // a T left by an interrupted install
-    const char* oldB;
-    char phase;          // 'c' commit, 'r' rollback
-    const char* F;
-    const char* T;
-    const char* B;
-};
-
-class Transaction : public FileOps, public ::testing::WithParamInterface<TxCase> {};
-
-const char* Content(const std::wstring& path, std::string& holder)
-{
-    if (!qxtest::Exists(path)) return nullptr;
-    holder = qxtest::ReadFileBytes(path);
-    return holder.c_str();
-}
-
-TEST_P(Transaction, LeavesTheRightFiles)
-{
-    const TxCase& c = GetParam();
-    msiu::FileTransaction tx(F);
-    if (c.before) qxtest::WriteFileBytes(F, c.before);
-    if (c.staleT) qxtest::WriteFileBytes(tx.Temp(), c.staleT);
-    if (c.oldB) qxtest::WriteFileBytes(tx.Backup(), c.oldB);
-    ASSERT_EQ(Run([&] {
-                  tx.SaveOriginal();
-                  qxtest::WriteFileBytes(F, "new");
-                  if (c.phase == 'c') tx.Commit();
-                  else tx.Rollback();
-              }),
-              0u);
-    std::string f, t, b;
-    auto eq = [](const char* got, const char* want) {
-        return (got == nullptr && want == nullptr) || (got && want && std::string(got) == want);
-    };
-    EXPECT_TRUE(eq(Content(F, f), c.F)) << "F: " << (Content(F, f) ? f : "(none)");
-    EXPECT_TRUE(eq(Content(tx.Temp(), t), c.T)) << "T: " << (Content(tx.Temp(), t) ? t : "(none)");
-    EXPECT_TRUE(eq(Content(tx.Backup(), b), c.B)) << "B: " << (Content(tx.Backup(), b) ? b : "(none)");
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Phases, Transaction,
-    ::testing::Values(TxCase{"FirstInstallCommit", nullptr, nullptr, nullptr, 'c', "new", nullptr, nullptr},
-                      TxCase{"FirstInstallRollbackKeepsNewFile", nullptr, nullptr, nullptr, 'r', "new", nullptr, nullptr},
-                      TxCase{"UpgradeCommit", "old", nullptr, nullptr, 'c', "new", nullptr, "old"},
-                      TxCase{"UpgradeRollback", "old", nullptr, nullptr, 'r', "old", nullptr, nullptr},
-                      TxCase{"CommitReplacesOlderBackup", "old", nullptr, "older", 'c', "new", nullptr, "old"},
-                      TxCase{"RollbackLeavesOlderBackup", "old", nullptr, "older", 'r', "old", nullptr, "older"},
-                      TxCase{"StaleTempKeptAsBackupOnCommit", nullptr, "stale", nullptr, 'c', "new", nullptr, "stale"},
-                      TxCase{"StaleTempNeverRestoredOnRollback", nullptr, "stale", nullptr, 'r', "new", nullptr, "stale"},
-                      TxCase{"StaleTempBesideFKeptAsBackup", "old", "stale", "older", 'r', "old", nullptr, "stale"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
 // What a member of the group that may write F's directory can leave there
-// before an install: each execute either goes through with its log line or
-// refuses with the file and the reason and changes nothing, and the next
-// install (the trap gone) goes through.
-enum class Lay { LinkAtF, LinkedDir, LinkAtT, LinkAtN, StaleT, StalePart, ReadOnlyF, LockedF, ReadOnlyB };
-struct TrapCase {
-    const char* name;
-    Lay lay;
-    const wchar_t* fatal;  // %s: F, its directory or the leftover
-    HRESULT code;          // the platform's reason ends a "Reason: " text
-    const wchar_t* info;
-    const char* B;  // after the execute that went through and its commit
-};
-
+// before an install (cases/deferred.txt): each execute either goes through
+// with its log line or refuses with the file and the reason and changes
+// nothing, and the next install (the trap gone) goes through.
 std::wstring g_linked;  // the name that looks like a link or junction
 unsigned long LinkProbe(const wchar_t* path)
 {
@@ -237,80 +132,46 @@ unsigned long LinkProbe(const wchar_t* path)
     return (a == INVALID_FILE_ATTRIBUTES ? FILE_ATTRIBUTE_NORMAL : a) | FILE_ATTRIBUTE_REPARSE_POINT;
 }
 
-class Traps : public FileOps, public ::testing::WithParamInterface<TrapCase> {};
-
-TEST_P(Traps, RefusedOrCleanedNeverFollowed)
+TEST(FileOps, TrapsAreRefusedOrCleanedNeverFollowed)
 {
-    const TrapCase& c = GetParam();
-    msiu::FileTransaction tx(F);
-    qxtest::WriteFileBytes(F, "old");
-    qxtest::WriteFileBytes(tx.Backup(), "older");
-    const std::wstring part = tx.Temp() + L".part", directory = F.substr(0, F.rfind(L'\\'));
-    const std::map<Lay, std::wstring> named{{Lay::LinkAtF, F},         {Lay::LinkedDir, directory},
-                                            {Lay::LinkAtT, tx.Temp()}, {Lay::LinkAtN, tx.Staging()},
-                                            {Lay::StaleT, tx.Temp()},  {Lay::StalePart, part},
-                                            {Lay::ReadOnlyF, F},       {Lay::LockedF, F},
-                                            {Lay::ReadOnlyB, F}};
-    const std::wstring& name = named.at(c.lay);
-    HANDLE lock = INVALID_HANDLE_VALUE;
-    switch (c.lay) {
-    case Lay::LinkAtF: case Lay::LinkedDir: g_linked = name; break;
-    case Lay::LinkAtT: case Lay::LinkAtN: g_linked = name; [[fallthrough]];
-    case Lay::StaleT: case Lay::StalePart: qxtest::WriteFileBytes(name, "stale"); break;
-    case Lay::ReadOnlyF: SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_READONLY); break;
-    case Lay::LockedF: lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr); break;
-    case Lay::ReadOnlyB: SetFileAttributesW(tx.Backup().c_str(), FILE_ATTRIBUTE_READONLY); break;
-    }
     msiu::detail::SetAttributeProbe(&LinkProbe);
-    const auto execute = [&] {
-        tx.SaveOriginal();
-        qxtest::WriteFileBytes(tx.Staging(), "new");
-        ASSERT_TRUE(tx.InstallStaging());
-    };
-    const UINT first = Run(execute);
-    if (c.fatal) {
-        EXPECT_EQ(first, 1603u);
-        std::wstring text = msiu::Format(c.fatal, name.c_str());
-        if (text.back() == L' ') text += qxtest::SystemText(c.code);
-        EXPECT_EQ(s.capture.Texts(0).at(0), L"T:  " + text + msiu::Format(L"  (0x%08X)", c.code));
+    cases::Run("traps.txt", {{"trap", [](const Args& a) {
+        qxtest::TempDir dir;
+        qxtest::Session s;
+        const std::wstring F = dir.File(L"httpd.conf");
+        msiu::FileTransaction tx(F);
+        qxtest::WriteFileBytes(F, "old");
+        qxtest::WriteFileBytes(tx.Backup(), "older");
+        const std::wstring part = tx.Temp() + L".part";
+        const std::wstring name = std::vector<std::wstring>{F, dir.Path().substr(0, dir.Path().size() - 1), tx.Temp(), tx.Staging(), part, tx.Backup()}[std::stoi(a[1])];
+        HANDLE lock = INVALID_HANDLE_VALUE;
+        if (a[0] == L"link") g_linked = name;
+        if ((a[0] == L"link" && a[1] >= L"2") || a[0] == L"stale") qxtest::WriteFileBytes(name, "stale");
+        if (a[0] == L"readonly") SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
+        if (a[0] == L"locked") lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        const auto execute = [&] {
+            tx.SaveOriginal();
+            qxtest::WriteFileBytes(tx.Staging(), "new");
+            if (!tx.InstallStaging()) throw 1;
+        };
+        std::wstring r = InFrame(s, execute);
         if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
-        EXPECT_EQ(qxtest::ReadFileBytes(F), "old");
-        EXPECT_EQ(qxtest::Exists(tx.Temp()), c.lay == Lay::LinkAtT);
-        // The trap gone, the next install goes through.
+        r += L" | F=" + Content(F) + L" T=" + Content(tx.Temp());
         g_linked.clear();
-        SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
-        DeleteFileW(tx.Temp().c_str());
-        EXPECT_EQ(Run(execute), 0u);
-    } else {
-        EXPECT_EQ(first, 0u);
-    }
-    if (c.info) {
-        const auto info = s.capture.Texts(0x4000000);
-        EXPECT_NE(std::find(info.begin(), info.end(), L"T:  " + msiu::Format(c.info, name.c_str())), info.end());
-    }
-    g_linked.clear();
-    EXPECT_EQ(Run([&] { tx.Commit(); }), 0u);
+        if (r[0] == L'1') {  // the trap gone, the next install goes through
+            SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
+            DeleteFileW(tx.Temp().c_str());
+            r += L" | again " + InFrame(s, execute).substr(0, 1);
+        }
+        r += L" | commit " + InFrame(s, [&] { tx.Commit(); }).substr(0, 1);
+        r += L" F=" + Content(F) + L" B=" + Content(tx.Backup()) + (GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY ? L" read-only" : L"");
+        for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part})
+            if (qxtest::Exists(gone)) r += L" left " + gone;
+        const std::wstring path = dir.Path().substr(0, dir.Path().size() - 1);
+        for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
+        return r;
+    }}});
     msiu::detail::SetAttributeProbe(nullptr);
-    EXPECT_EQ(qxtest::ReadFileBytes(F), "new");
-    EXPECT_EQ(qxtest::ReadFileBytes(tx.Backup()), c.B);
-    EXPECT_EQ(GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-    for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part}) EXPECT_FALSE(qxtest::Exists(gone));
 }
-
-const wchar_t* const kLink = L"Not following a link or junction: %s";
-const wchar_t* const kCantChange = L"Can't change \"%s\".  Reason: ";
-const HRESULT kDenied = static_cast<HRESULT>(0x80070005);
-INSTANTIATE_TEST_SUITE_P(
-    Directory, Traps,
-    ::testing::Values(TrapCase{"LinkAtF", Lay::LinkAtF, kLink, kDenied, nullptr, "old"},
-                      TrapCase{"LinkedDirectory", Lay::LinkedDir, kLink, kDenied, nullptr, "old"},
-                      TrapCase{"LinkAtLeftoverT", Lay::LinkAtT, kLink, kDenied, nullptr, "old"},
-                      TrapCase{"LinkAtN", Lay::LinkAtN, nullptr, 0, L"Removed unfinished file: %s", "old"},
-                      TrapCase{"LeftoverT", Lay::StaleT, nullptr, 0, L"Found a file left by an earlier install: %s", "old"},
-                      TrapCase{"LeftoverPart", Lay::StalePart, nullptr, 0, L"Removed unfinished file: %s", "old"},
-                      TrapCase{"ReadOnlyF", Lay::ReadOnlyF, kCantChange, kDenied, nullptr, "old"},
-                      TrapCase{"LockedF", Lay::LockedF, kCantChange, static_cast<HRESULT>(0x80070020), nullptr, "old"},
-                      TrapCase{"ReadOnlyBackup", Lay::ReadOnlyB, nullptr, 0, nullptr, "old"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

@@ -83,6 +83,11 @@ int WSAAPI FallbackGetNameInfo(const sockaddr* address, socklen_t length, char* 
                                char* service, DWORD serviceLength, int flags);
 void WSAAPI FallbackFreeAddrInfo(addrinfo* list);
 
+// The pause between two tries of a name service that answered "try again";
+// tests record it instead of waiting. nullptr gives Sleep back.
+using PauseFn = void (*)(unsigned long milliseconds);
+void SetRetryPause(PauseFn fn);
+
 }  // namespace detail
 
 }  // namespace msiu

@@ -39,6 +39,7 @@ TEST(Scheduling, EveryActionOfTheTable)
         Lines rows, phases, required, sched;
         std::string outside;
         for (const std::string& line : c.in) {
+            if (line.empty()) continue;
             const std::string key = line.substr(0, line.find(' ')), rest = line.substr(key.size() + 1);
             if (key == "prop") props.push_back({W(rest.substr(0, rest.find('='))), Sub(rest.substr(rest.find('=') + 1), dir.Path())});
             else if (key == "sql") rows.push_back(W(rest));

@@ -6,11 +6,11 @@
 #include <functional>
 
 #include "cluster/node_edit_dlg.h"
-#include "cluster_test_support.h"
+#include "qxtest/kit.h"
 
 namespace {
 
-using clustertest::ScriptedNames;
+using qxkit::ScriptedNames;
 
 NodeEditValues Valid()
 {
@@ -145,7 +145,7 @@ TEST(CheckChain, ABrokenNameServiceIsToldAsSuchAndNotAsAMissingHost)
         const auto failure = NodeEditDlg::ValidateAndCommit(v, node);
         ASSERT_TRUE(failure.has_value());
         EXPECT_EQ(failure->control, override ? 1014 : 1009);
-        EXPECT_EQ(failure->text.find(L"does not appear to exist"), std::wstring::npos) << clustertest::N(failure->text);
+        EXPECT_EQ(failure->text.find(L"does not appear to exist"), std::wstring::npos) << qxkit::N(failure->text);
     }
 }
 
@@ -201,7 +201,7 @@ TEST(CheckChain, AnAcceptedNodeHasAllFourFieldsSet)
         node.SetHostName(L"stale");
         node.SetIPAddress(L"198.51.100.1");
         const auto failure = NodeEditDlg::ValidateAndCommit(v, node);
-        ASSERT_FALSE(failure.has_value()) << clustertest::N(failure->text);
+        ASSERT_FALSE(failure.has_value()) << qxkit::N(failure->text);
         EXPECT_EQ(node.uncPath, p.unc);
         EXPECT_EQ(node.localPath, p.local);
         EXPECT_EQ(node.hostName, p.host);
@@ -242,7 +242,7 @@ TEST(SuggestLocalPath, DriveAndDirectoryFromTheShare)
         {L"\\\\server\\1$", L"C:\\1$"},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(NodeEditDlg::SuggestLocalPath(c.first), c.second) << clustertest::N(c.first);
+        EXPECT_EQ(NodeEditDlg::SuggestLocalPath(c.first), c.second) << qxkit::N(c.first);
 }
 
 }  // namespace

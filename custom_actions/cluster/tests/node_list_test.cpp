@@ -5,14 +5,14 @@
 #include <thread>
 
 #include "cluster/cluster_node.h"
-#include "cluster_test_support.h"
+#include "qxtest/kit.h"
 #include "msiu/error.h"
 
 namespace {
 
-using clustertest::ActionContext;
-using clustertest::BoxRecorder;
-using clustertest::ScriptedNames;
+using qxkit::ActionContext;
+
+using qxkit::ScriptedNames;
 
 struct Loaded {
     const char* address;  // ipAddress
@@ -70,7 +70,7 @@ const RoundTrip kRoundTrips[] = {
 class NodeListFile : public ::testing::Test {
 protected:
     ActionContext context;
-    BoxRecorder boxes;
+    qxkit::Boxes boxes;
     ScriptedNames names{{{"quorixnode2", "192.0.2.12"}}};
     qxtest::TempDir dir;
     std::wstring path = dir.File(L"nodelist.txt");
@@ -85,12 +85,12 @@ TEST_F(NodeListFile, EachLineFormLoadsAndWritesBack)
         EXPECT_TRUE(ReadNodeList(path, nodes));
         ASSERT_EQ(nodes.size(), 1u);
         const ClusterNode& n = nodes[0];
-        EXPECT_EQ(n.ipAddress, clustertest::W(c.node.address));
-        EXPECT_EQ(n.hostName, clustertest::W(c.node.host));
+        EXPECT_EQ(n.ipAddress, qxkit::W(c.node.address));
+        EXPECT_EQ(n.hostName, qxkit::W(c.node.host));
         EXPECT_EQ(n.port, c.node.port);
         EXPECT_EQ(n.cpuCount, c.node.cpus);
-        EXPECT_EQ(n.localPath, clustertest::W(c.node.local));
-        EXPECT_EQ(n.uncPath, clustertest::W(c.node.unc));
+        EXPECT_EQ(n.localPath, qxkit::W(c.node.local));
+        EXPECT_EQ(n.uncPath, qxkit::W(c.node.unc));
 
         WriteNodeList(path, nodes);
         EXPECT_EQ(qxtest::ReadFileBytes(path), std::string(c.written) + "\r\n");
@@ -166,7 +166,7 @@ TEST_F(NodeListFile, EveryRefusedLineIsLoggedWithItsReasonAndTheOthersLoad)
         qxtest::WriteFileBytes(path, good + "  " + r.line + "  \r\n" + good);
         context.session.capture.messages.clear();
         boxes.boxes();
-        clustertest::Boxes().clear();
+        qxkit::Boxes::All().clear();
         std::vector<ClusterNode> nodes;
         EXPECT_FALSE(ReadNodeList(path, nodes));
         EXPECT_EQ(nodes.size(), 2u) << "the good lines load";
@@ -221,8 +221,7 @@ TEST_F(NodeListFile, AReadErrorBeforeTheEndGivesTheSecondBox)
                                   "Node 192.0.2.8:5001,i,1,Windows_NT,C:/x,\\\\y\\w\r\n";
         DWORD written = 0;
         WriteFile(server, lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr);
-        FlushFileBuffers(server);
-        Sleep(300);
+        FlushFileBuffers(server);  // returns once the reader has taken both lines
         DisconnectNamedPipe(server);
     });
     std::vector<ClusterNode> nodes;

@@ -1,8 +1,5 @@
 // CheckIISConfig and CheckIISConfigUI through the DLL's exports, on costed
 // sessions, against emulated web sites.
-#include <gtest/gtest.h>
-
-#include "msiu/log.h"
 #include "support.h"
 
 extern "C" UINT __stdcall CheckIISConfigUI(MSIHANDLE session);
@@ -178,13 +175,6 @@ TEST_F(CheckIIS, EmptyFieldsAndMissingPropertiesByTwin)
     }
 }
 
-std::vector<std::wstring> g_boxes;
-int WINAPI RecordBox(HWND, LPCWSTR text, LPCWSTR, UINT)
-{
-    g_boxes.push_back(text);
-    return IDOK;
-}
-
 TEST_F(CheckIIS, APortThatIsNoNumberReachesTheLadderInBothTwins)
 {
     const qxtest::Props props = {
@@ -197,16 +187,14 @@ TEST_F(CheckIIS, APortThatIsNoNumberReachesTheLadderInBothTwins)
     // The dialog twin's ladder shows its failure in a box: the action as
     // linked into this program, so that the box is recorded and nobody has
     // to press OK on the test display.
-    msiu::detail::SetMessageBoxFunction(&RecordBox);
-    g_boxes.clear();
+    qxkit::Boxes boxes;
     {
         iistest::CostedSession s(props, true);
         EXPECT_EQ(CheckIISConfigUI(s.Handle()), 1603u);
         EXPECT_EQ(s.Property(L"_InvalidIISConfig"), L"");
         EXPECT_EQ(s.Property(L"QUORIX_WEB_URL"), L"");
     }
-    msiu::detail::SetMessageBoxFunction(nullptr);
-    EXPECT_EQ(g_boxes, std::vector<std::wstring>{L"Conversion error: Invalid input"});
+    EXPECT_EQ(boxes.Texts(), qxkit::Lines{L"Conversion error: Invalid input"});
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// QuorixIISConfig's packing, the deferred function's data and mode rules
+// The deferred function's data and mode rules
 // through the exports, and its install-script work in a frame of its own
 // against the emulator: install, repair, removal, IIS versions, missing
 // extension lists and failures at each step.
@@ -392,37 +392,6 @@ TEST_F(Configure, DeferredDataIsCheckedInEveryModeAndNothingRunsOutsideTheScript
     }
     EXPECT_TRUE(emulator_.Changes().empty());
     EXPECT_EQ(Timeout(), 300);
-}
-
-const qxtest::Props kConfigProps = {
-    {L"QUORIX_IIS_WEB_VDIR", L"quorix"}, {L"QUORIX_IIS_WEB_SITE", L"1"}, {L"QuorixXCGIDir", L"C:\\qx\\x-cgi\\"},
-    {L"QuorixCGIDir", L"C:\\qx\\cgi\\"},  {L"IISVersion", L"600"},
-};
-
-TEST(QuorixIISConfig, PacksFiveFieldsWithTheComponentsFate)
-{
-    for (bool selected : {true, false}) {
-        iistest::CostedSession s(kConfigProps, selected);
-        ASSERT_EQ(qxtest::Action("QuorixIISConfig")(s.Handle()), 0u);
-        EXPECT_TRUE(s.capture.Texts(0).empty());
-        EXPECT_EQ(s.Property(L"QuorixIISConfigExec"),
-                  std::wstring(selected ? L"0" : L"1") +
-                      L"|600|IIS://localhost/w3svc/1/ROOT/quorix|C:\\qx\\cgi\\|C:\\qx\\x-cgi\\");
-    }
-}
-
-TEST(QuorixIISConfig, EachMissingPropertyStopsTheInstallByName)
-{
-    const wchar_t* order[] = {L"QUORIX_IIS_WEB_VDIR", L"QUORIX_IIS_WEB_SITE", L"QuorixXCGIDir", L"QuorixCGIDir",
-                              L"IISVersion"};
-    for (size_t missing = 0; missing < 5; ++missing) {
-        iistest::CostedSession s(kConfigProps, true);
-        for (size_t k = missing; k < 5; ++k) s.SetProperty(order[k], L"");
-        EXPECT_EQ(qxtest::Action("QuorixIISConfig")(s.Handle()), 1603u);
-        EXPECT_EQ(s.capture.Texts(0), Lines{std::wstring(L"QuorixIISConfig:  Property \"") + order[missing] +
-                                            L"\" does not exist  (0x80070057)"});
-        EXPECT_EQ(s.Property(L"QuorixIISConfigExec"), L"");
-    }
 }
 
 }  // namespace

@@ -293,7 +293,7 @@ bool Poll(F&& ready, DWORD ms = 15000)
 // and the test fails, instead of holding the whole run until its time-out.
 class Watchdog : public ::testing::EmptyTestEventListener {
 public:
-    static constexpr DWORD kSeconds = 40;
+    static constexpr DWORD kSeconds = 60;
     void OnTestStart(const ::testing::TestInfo&) override
     {
         closed_ = 0;

@@ -256,6 +256,8 @@ inline std::vector<Case> ReadCases(const std::wstring& path)
         else if (line == "-- expect") expect = true;
         else if (!cases.empty()) (expect ? cases.back().expect : cases.back().in).push_back(line);
     }
+    for (auto& c : cases)
+        while (!c.expect.empty() && c.expect.back().empty()) c.expect.pop_back();
     return cases;
 }
 // The lines that differ, marked as a unified diff does, for a failure message.
@@ -277,6 +279,30 @@ inline std::string Diff(const Lines& expected, const Lines& actual)
     for (const auto& l : expected) e.push_back(N(l));
     for (const auto& l : actual) a.push_back(N(l));
     return Diff(e, a);
+}
+
+// A frame's messages in order, "info: ", "warning: " or "fatal: " before
+// each, and its result last.
+inline std::vector<std::string> Transcript(const Frame& f)
+{
+    std::vector<std::string> out;
+    for (const auto& m : f.all)
+        out.push_back((m.type == msiu::kMsgInfo ? "info: " : m.type == msiu::kMsgWarning ? "warning: " : "fatal: ") +
+                      N(m.text));
+    out.push_back("result " + std::to_string(f.result));
+    return out;
+}
+// A case's expected lines against what came, the difference shown; with
+// QX_REGOLD set, each case as it came is added to <file>.actual for review.
+inline void ExpectCase(const std::wstring& file, const Case& c, const std::vector<std::string>& got)
+{
+    EXPECT_EQ(got, c.expect) << c.name << "\n" << Diff(c.expect, got);
+    if (!std::getenv("QX_REGOLD")) return;
+    std::ofstream out((file + L".actual").c_str(), std::ios::app);
+    out << "== " << c.name << "\n";
+    for (const auto& l : c.in) out << l << "\n";
+    out << "-- expect\n";
+    for (const auto& l : got) out << l << "\n";
 }
 
 // Polls until `ready` holds or `ms` have passed; true when it held.

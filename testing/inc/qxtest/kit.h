@@ -12,6 +12,8 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
+#include <memory>
+#include <sstream>
 #include <map>
 #include <set>
 #include <string>
@@ -303,6 +305,35 @@ inline void ExpectCase(const std::wstring& file, const Case& c, const std::vecto
     for (const auto& l : c.in) out << l << "\n";
     out << "-- expect\n";
     for (const auto& l : got) out << l << "\n";
+}
+
+// Exported actions on a session, as a case file tells: "prop NAME=value"
+// lines make the package (<CR>, <LF>, <TAB> and <xHH> stand for control
+// characters), "run ACTION" adds the transcript of a call, "show NAME..." a
+// NAME=value line for each; "costed" costs the session first.
+inline std::vector<std::string> RunActions(const Case& c, const Lines& rows = {})
+{
+    auto text = [](std::string v) {
+        for (const auto& [from, to] : std::map<std::string, std::string>{{"<CR>", "\r"}, {"<LF>", "\n"}, {"<TAB>", "\t"}})
+            for (size_t at; (at = v.find(from)) != std::string::npos;) v.replace(at, from.size(), to);
+        for (size_t at; (at = v.find("<x")) != std::string::npos;) v.replace(at, 5, 1, char(std::stoi(v.substr(at + 2, 2), nullptr, 16)));
+        return W(v);
+    };
+    qxtest::Props props;
+    for (const auto& line : c.in)
+        if (line.rfind("prop ", 0) == 0) props.push_back({W(line.substr(5, line.find('=') - 5)), text(line.substr(line.find('=') + 1))});
+    std::unique_ptr<qxtest::Session> s(std::find(c.in.begin(), c.in.end(), "costed") != c.in.end()
+                                           ? new CostedSession(props, rows) : new qxtest::Session(props, rows));
+    std::vector<std::string> got;
+    for (const auto& line : c.in) {
+        std::istringstream words(line.substr(line.find(' ') + 1));
+        if (line.rfind("run ", 0) == 0) {
+            const auto t = Transcript(Call(line.substr(4).c_str(), *s));
+            got.insert(got.end(), t.begin(), t.end());
+        }
+        for (std::string name; line.rfind("show ", 0) == 0 && words >> name;) got.push_back(name + "=" + N(s->Property(W(name))));
+    }
+    return got;
 }
 
 // Polls until `ready` holds or `ms` have passed; true when it held.

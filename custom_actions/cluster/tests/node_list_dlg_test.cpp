@@ -24,11 +24,6 @@ public:
     mutable int calls = 0;
 };
 
-TEST(TextFitting, TabStopsAreTheColumnHeadings)
-{
-    EXPECT_EQ(NodeListDlg::TabStops(), (std::vector<int>{136, 164, 216, 320, 424}));
-}
-
 TEST(TextFitting, ElideText)
 {
     struct Case {

@@ -56,14 +56,6 @@ INSTANTIATE_TEST_SUITE_P(EdgeCases, ConfGolden,
                                            "no_final_line_end", "no_keys", "unix_line_ends", "empty_file",
                                            "package_sample"));
 
-TEST(Conf, TheThreeLinesStartInColumnOneWithOneTab)
-{
-    using namespace quorix::help_search;
-    EXPECT_EQ(DatabaseDirLine("C:/db"), "database_dir:\tC:/db");
-    EXPECT_EQ(StartUrlLine("http://h:8080/q"), "start_url:\thttp://h:8080/q/home.html");
-    EXPECT_EQ(LimitUrlsLine("http://h:8080/q"), "limit_urls_to:\thttp://h:8080/q");
-}
-
 // F missing; F that another program holds open (refused before the copy);
 // a name planted at N after the clean-up, which is neither written
 // nor removed by the failing execute, and the rollback restores F.

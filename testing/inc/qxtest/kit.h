@@ -310,9 +310,17 @@ inline void ExpectCase(const std::wstring& file, const Case& c, const std::vecto
 // Exported actions on a session, as a case file tells: "prop NAME=value"
 // lines make the package (<CR>, <LF>, <TAB> and <xHH> stand for control
 // characters), "run ACTION" adds the transcript of a call, "show NAME..." a
-// NAME=value line for each; "costed" costs the session first.
-inline std::vector<std::string> RunActions(const Case& c, const Lines& rows = {})
+// NAME=value line for each; "sql" adds a row, "costed" costs the session
+// first. Placeholders in `fill` stand for values known only at run time.
+inline std::vector<std::string> RunActions(const Case& c, Lines rows = {},
+                                           const std::map<std::string, std::string>& fill = {})
 {
+    const auto filled = [&](std::string line, bool back) {  // a placeholder to its value, or back
+        for (const auto& [key, value] : fill)
+            for (size_t at = 0; (at = line.find(back ? value : key, at)) != std::string::npos; at += (back ? key : value).size())
+                line.replace(at, (back ? value : key).size(), back ? key : value);
+        return line;
+    };
     auto text = [](std::string v) {
         for (const auto& [from, to] : std::map<std::string, std::string>{{"<CR>", "\r"}, {"<LF>", "\n"}, {"<TAB>", "\t"}})
             for (size_t at; (at = v.find(from)) != std::string::npos;) v.replace(at, from.size(), to);
@@ -320,8 +328,11 @@ inline std::vector<std::string> RunActions(const Case& c, const Lines& rows = {}
         return W(v);
     };
     qxtest::Props props;
-    for (const auto& line : c.in)
+    for (const auto& raw : c.in) {
+        const std::string line = filled(raw, false);
         if (line.rfind("prop ", 0) == 0) props.push_back({W(line.substr(5, line.find('=') - 5)), text(line.substr(line.find('=') + 1))});
+        if (line.rfind("sql ", 0) == 0) rows.push_back(W(line.substr(4)));
+    }
     std::unique_ptr<qxtest::Session> s(std::find(c.in.begin(), c.in.end(), "costed") != c.in.end()
                                            ? new CostedSession(props, rows) : new qxtest::Session(props, rows));
     std::vector<std::string> got;
@@ -333,6 +344,7 @@ inline std::vector<std::string> RunActions(const Case& c, const Lines& rows = {}
         }
         for (std::string name; line.rfind("show ", 0) == 0 && words >> name;) got.push_back(name + "=" + N(s->Property(W(name))));
     }
+    for (auto& line : got) line = filled(line, true);
     return got;
 }
 

@@ -307,10 +307,35 @@ inline void ExpectCase(const std::wstring& file, const Case& c, const std::vecto
     for (const auto& l : got) out << l << "\n";
 }
 
+// Every row of a session's table as "col|col|...", a null column as "~",
+// sorted.
+inline std::vector<std::string> TableRows(MSIHANDLE session, const std::string& table)
+{
+    std::vector<std::string> rows;
+    MSIHANDLE db = MsiGetActiveDatabase(session), view = 0, record = 0;
+    MsiDatabaseOpenViewW(db, (L"SELECT * FROM `" + W(table) + L"`").c_str(), &view);
+    MsiViewExecute(view, 0);
+    for (; MsiViewFetch(view, &record) == ERROR_SUCCESS; MsiCloseHandle(record)) {
+        std::string row = table + ":";
+        for (UINT i = 1; i <= MsiRecordGetFieldCount(record); ++i) {
+            wchar_t buffer[512] = L"~";
+            DWORD cch = 512;
+            if (!MsiRecordIsNull(record, i)) MsiRecordGetStringW(record, i, buffer, &cch);
+            row += (i > 1 ? "|" : " ") + N(buffer);
+        }
+        rows.push_back(row);
+    }
+    MsiViewClose(view);
+    MsiCloseHandle(view);
+    MsiCloseHandle(db);
+    std::sort(rows.begin(), rows.end());
+    return rows;
+}
+
 // Exported actions on a session, as a case file tells: "prop NAME=value"
 // lines make the package (<CR>, <LF>, <TAB> and <xHH> stand for control
 // characters), "run ACTION" adds the transcript of a call, "show NAME..." a
-// NAME=value line for each; "sql" adds a row, "costed" costs the session
+// NAME=value line for each, "rows TABLE..." each row; "sql" adds a row, "costed" costs the session
 // first. Placeholders in `fill` stand for values known only at run time.
 inline std::vector<std::string> RunActions(const Case& c, Lines rows = {},
                                            const std::map<std::string, std::string>& fill = {})
@@ -343,6 +368,8 @@ inline std::vector<std::string> RunActions(const Case& c, Lines rows = {},
             got.insert(got.end(), t.begin(), t.end());
         }
         for (std::string name; line.rfind("show ", 0) == 0 && words >> name;) got.push_back(name + "=" + N(s->Property(W(name))));
+        for (std::string name; line.rfind("rows ", 0) == 0 && words >> name;)
+            for (const auto& row : TableRows(s->Handle(), name)) got.push_back(row);
     }
     for (auto& line : got) line = filled(line, true);
     return got;

@@ -71,16 +71,6 @@ void Node::Set(const std::wstring& name, const Value& value)
         properties.emplace_back(name, value);
 }
 
-bool Node::Remove(const std::wstring& name)
-{
-    for (auto it = properties.begin(); it != properties.end(); ++it)
-        if (EqualNoCase(it->first, name)) {
-            properties.erase(it);
-            return true;
-        }
-    return false;
-}
-
 HRESULT Node::FailureFor(const std::wstring& op, const std::wstring& arg) const
 {
     for (const Failure& f : failures)

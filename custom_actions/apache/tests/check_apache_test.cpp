@@ -1,8 +1,9 @@
-// The Apache check through the DLL's exports on real installer sessions, the
+// The Apache check through the DLL's exports on real installer sessions (the
+// settings in check.txt), the
 // HTTP probe against a server the test runs on a loopback port, and the web
 // path and address helpers.
-#include <gtest/gtest.h>
-#include <windows.h>
+#include "qxtest/kit.h"
+
 #include <wininet.h>
 
 #include <memory>
@@ -17,7 +18,8 @@
 
 namespace {
 
-std::string N(const std::wstring& w) { return std::string(w.begin(), w.end()); }
+using qxkit::N;
+
 
 // Feature tables with the web server features, one empty component each.
 std::vector<std::wstring> FeatureTables(const std::vector<std::pair<std::wstring, int>>& features)
@@ -181,102 +183,15 @@ TEST(Probe, SecureProbeOfAPlainServerGetsNoUsableAnswer)
 
 // ---- the actions -------------------------------------------------------------------
 
-struct CheckCase {
-    const char* name;
-    std::wstring host;     // QUORIX_APACHE_WEB_HOST; "{port}" becomes the server's port
-    const wchar_t* ssl;    // QUORIX_APACHE_WEB_USE_SSL
-    const wchar_t* skip;   // QUORIX_SKIP_APACHE_CONNECT_TEST
-    std::wstring vdir;
-    bool apache;           // ApacheWeb is to be installed
-    std::wstring url;      // QUORIX_WEB_URL afterwards ("{port}" as above)
-    std::wstring invalid;  // the text for the user; empty: accepted
-};
-
-std::wstring WithPort(std::wstring text, uint16_t port)
+// check.txt: both twins over the settings of the web server.
+TEST(ApacheCheck, EachCaseOfCheckTxt)
 {
-    const size_t at = text.find(L"{port}");
-    if (at != std::wstring::npos) text.replace(at, 6, std::to_wstring(port));
-    return text;
-}
-
-const std::wstring kOldUrl = L"http://old.example/quorix";
-
-const CheckCase kCases[] = {
-    {"ProbedPortInAddress", L"127.0.0.1:{port}", L"0", L"0", L"quorix", true, L"http://127.0.0.1:{port}/quorix", L""},
-    {"HostNameWithPort", L"localhost:{port}", L"", L"", L"qx", true, L"http://localhost:{port}/qx", L""},
-    {"SslDefaultPortNotWritten", L"127.0.0.1", L"1", L"1", L"quorix", true, L"https://127.0.0.1/quorix", L""},
-    {"SslWithoutPortProbes443", L"127.0.0.1", L"1", L"0", L"quorix", true, kOldUrl,
-     NotAccessible(L"127.0.0.1:443", L"0x80072efd")},
-    {"SslOtherPort", L"127.0.0.1:8443", L"1", L"1", L"quorix", true, L"https://127.0.0.1:8443/quorix", L""},
-    {"Port443WithoutSsl", L"127.0.0.1:443", L"0", L"1", L"quorix", true, L"http://127.0.0.1:443/quorix", L""},
-    {"Port80WithoutSsl", L"127.0.0.1:80", L"", L"1", L"quorix", true, L"http://127.0.0.1/quorix", L""},
-    {"SkippedProbeOfStoppedServer", L"127.0.0.1:{closed}", L"", L"1", L"quorix", true,
-     L"http://127.0.0.1:{closed}/quorix", L""},
-    {"ApacheAbsentLeavesAddress", L"127.0.0.1", L"", L"1", L"quorix", false, kOldUrl, L""},
-    {"ApacheAbsentStillChecksWebPath", L"127.0.0.1", L"", L"1", L"a/b", false, kOldUrl, kBadVdir},
-    {"StoppedServer", L"127.0.0.1:{closed}", L"0", L"0", L"quorix", true, kOldUrl,
-     NotAccessible(L"127.0.0.1:{closed}", L"0x80072efd")},
-    {"NotLocal", L"192.0.2.7:80", L"", L"1", L"quorix", true, kOldUrl,
-     L"The host name or address \"192.0.2.7\" is not local. The Apache web server must be installed on this computer."},
-    {"Multicast", L"224.0.0.1", L"", L"1", L"quorix", true, kOldUrl, L"Not a valid or usable IP address: 224.0.0.1"},
-    {"NoSuchHost", L"no-such-host.invalid", L"", L"1", L"quorix", true, kOldUrl,
-     L"Host name does not appear to exist: no-such-host.invalid"},
-    {"BadPort", L"127.0.0.1:0", L"", L"1", L"quorix", true, kOldUrl, L"Not a valid TCP port number: 0"},
-    {"LeadingSlash", L"127.0.0.1", L"", L"1", L"/quorix", true, kOldUrl, kBadVdir},
-    {"SlashInside", L"127.0.0.1", L"", L"1", L"qx/web", true, kOldUrl, kBadVdir},
-    {"BlankInside", L"127.0.0.1", L"", L"1", L"qx web", true, kOldUrl, kBadVdir},
-};
-
-class ApacheCheck : public ::testing::TestWithParam<CheckCase> {
-protected:
     qxtest::TinyHttpServer server{404};
-    const uint16_t closed = qxtest::TinyHttpServer::ClosedPort();
-
-    std::wstring Fill(std::wstring text) const
-    {
-        text = WithPort(std::move(text), server.Port());
-        const size_t at = text.find(L"{closed}");
-        if (at != std::wstring::npos) text.replace(at, 8, std::to_wstring(closed));
-        return text;
-    }
-    qxtest::Props Props() const
-    {
-        const CheckCase& c = GetParam();
-        return {{L"QUORIX_APACHE_WEB_HOST", Fill(c.host)}, {L"QUORIX_APACHE_WEB_USE_SSL", c.ssl},
-                {L"QUORIX_SKIP_APACHE_CONNECT_TEST", c.skip}, {L"QUORIX_APACHE_WEB_VDIR", c.vdir},
-                {L"QUORIX_WEB_URL", kOldUrl}};
-    }
-};
-
-TEST_P(ApacheCheck, DialogTwinReportsThroughProperties)
-{
-    const CheckCase& c = GetParam();
-    CheckSession s(Props(), c.apache);
-    s.SetProperty(L"_InvalidApacheConfig", L"1");  // left from an earlier press
-    EXPECT_EQ(qxtest::Action("CheckApacheConfigUI")(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_InvalidApacheConfig"), c.invalid.empty() ? L"" : L"1");
-    EXPECT_EQ(s.Property(L"_NotifyUserDlgText"), Fill(c.invalid));
-    EXPECT_EQ(s.Property(L"QUORIX_WEB_URL"), Fill(c.url));
-    EXPECT_TRUE(s.capture.Texts(0).empty()) << "the dialog twin shows no box";
+    const std::map<std::string, std::string> fill = {{"{port}", std::to_string(server.Port())},
+                                                     {"{closed}", std::to_string(qxtest::TinyHttpServer::ClosedPort())}};
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\apache\\tests\\check.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) qxkit::ExpectCase(file, c, qxkit::RunActions(c, {}, fill));
 }
-
-TEST_P(ApacheCheck, SequenceTwinFailsTheInstall)
-{
-    const CheckCase& c = GetParam();
-    CheckSession s(Props(), c.apache);
-    const UINT r = qxtest::Action("CheckApacheConfig")(s.Handle());
-    EXPECT_EQ(s.Property(L"QUORIX_WEB_URL"), Fill(c.url));
-    if (c.invalid.empty()) {
-        EXPECT_EQ(r, 0u);
-        EXPECT_TRUE(s.capture.Texts(0).empty());
-    } else {
-        EXPECT_EQ(r, 1603u);
-        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"CheckApacheConfig:  " + Fill(c.invalid) + L"  (0x80070057)"});
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Settings, ApacheCheck, ::testing::ValuesIn(kCases),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ApacheCheckProbe, ServerAnswersAreAcceptedAndTheRealCauseIsLogged)
 {
@@ -308,36 +223,6 @@ TEST(ApacheCheckProbe, ServerAnswersAreAcceptedAndTheRealCauseIsLogged)
               L"CheckApacheConfigUI:  No response or error when probing HTTP server: 127.0.0.1  (HttpSendRequest)  "
               L"(0x80072efd)");
     EXPECT_EQ(ui.Property(L"_NotifyUserDlgText"), NotAccessible(L"127.0.0.1:" + closed, L"0x80072efd"));
-}
-
-TEST(ApacheCheckMissing, DialogAsksKindlySequenceNamesTheProperty)
-{
-    struct Case {
-        const char* name;
-        qxtest::Props props;
-        std::wstring dialog, sequence;
-    };
-    const Case cases[] = {
-        {"NoHost", {{L"QUORIX_APACHE_WEB_VDIR", L"quorix"}},
-         L"The local Apache web site host name for Quorix must be specified.",
-         L"Property \"QUORIX_APACHE_WEB_HOST\" does not exist"},
-        {"NoWebPath", {{L"QUORIX_APACHE_WEB_HOST", L"127.0.0.1"}, {L"QUORIX_SKIP_APACHE_CONNECT_TEST", L"1"}},
-         L"The Quorix virtual directory name must be specified.", L"Property \"QUORIX_APACHE_WEB_VDIR\" does not exist"},
-    };
-    for (const auto& c : cases) {
-        {
-            CheckSession s(c.props, true);
-            EXPECT_EQ(qxtest::Action("CheckApacheConfigUI")(s.Handle()), 0u);
-            EXPECT_EQ(s.Property(L"_InvalidApacheConfig"), L"1") << c.name;
-            EXPECT_EQ(s.Property(L"_NotifyUserDlgText"), c.dialog) << c.name;
-        }
-        {
-            CheckSession s(c.props, true);
-            EXPECT_EQ(qxtest::Action("CheckApacheConfig")(s.Handle()), 1603u);
-            EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"CheckApacheConfig:  " + c.sequence + L"  (0x80070057)"})
-                << c.name;
-        }
-    }
 }
 
 }  // namespace

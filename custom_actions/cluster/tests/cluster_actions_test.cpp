@@ -1,7 +1,8 @@
 // The detect actions on installations with the cluster on, off, absent and an
 // unreadable quorix.dat, and the scheduling and deferred copy of the node
-// list, through the DLL's exports on real installer sessions.
-#include <gtest/gtest.h>
+// list, through the DLL's exports on real installer sessions (what the
+// scheduling shares with the other actions is in testing/kit/schedule.txt).
+#include "qxtest/kit.h"
 
 #include "msiu/error.h"
 #include "msiu/files.h"
@@ -67,17 +68,6 @@ TEST(DetectClusterMode, AnUnreadableFileHasItsReasonsInTheLog)
     EXPECT_TRUE(told);
 }
 
-const std::vector<std::wstring> kTriple = {
-    L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-    L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('CopyConfigFilesRollback', 3329, 'QuorixCA', 'CopyConfigFilesDeferred')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('CopyConfigFilesExec', 3073, 'QuorixCA', 'CopyConfigFilesDeferred')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('CopyConfigFilesCommit', 3585, 'QuorixCA', 'CopyConfigFilesDeferred')",
-};
-
 TEST(CopyConfigFiles, PacksTheDirectoryAndAListFromTheTemporaryFolderForAllThreeNames)
 {
     qxtest::TempDir dir;  // in the temporary folder
@@ -91,9 +81,6 @@ TEST(CopyConfigFiles, PacksTheDirectoryAndAListFromTheTemporaryFolderForAllThree
     const Case cases[] = {
         {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}, {L"QUORIX_NODELIST_TXT_TMP", list}},
          L"C:\\Srv\\config\\|" + list, L""},
-        // No cluster setup in this install: the second field stays empty.
-        {{{L"QuorixConfigDir", L"C:\\Srv\\config\\"}}, L"C:\\Srv\\config\\|", L""},
-        {{}, L"", L"Property \"QuorixConfigDir\" does not exist  (0x80070057)"},
         // The property is public: a list from anywhere else is refused.
         {{{L"QuorixConfigDir", L"C:\\Srv\\"}, {L"QUORIX_NODELIST_TXT_TMP", L"C:\\windows\\win.ini"}}, L"",
          msiu::Format(notTemp.c_str(), L"C:\\windows\\win.ini") + L"  (0x80070057)"},
@@ -103,24 +90,13 @@ TEST(CopyConfigFiles, PacksTheDirectoryAndAListFromTheTemporaryFolderForAllThree
          msiu::Format(notTemp.c_str(), temp.c_str()) + L"  (0x80070057)"},
     };
     for (const Case& c : cases) {
-        qxtest::Session s(c.props, kTriple);
+        qxtest::Session s(c.props, qxkit::Tables(qxkit::Scheduled(L"CopyConfigFiles")));
         EXPECT_EQ(qxtest::Action("CopyConfigFiles")(s.Handle()), c.fatal.empty() ? 0u : 1603u);
         EXPECT_EQ(s.capture.Texts(0), c.fatal.empty() ? std::vector<std::wstring>{}
                                                       : std::vector<std::wstring>{L"CopyConfigFiles:  " + c.fatal});
         for (const wchar_t* name : {L"CopyConfigFilesRollback", L"CopyConfigFilesExec", L"CopyConfigFilesCommit"})
             EXPECT_EQ(s.Property(name), c.data);
     }
-}
-
-TEST(CopyConfigFiles, WithoutAnExecutePhaseTheDeferredFunctionTouchesNothing)
-{
-    // An in-process session runs no script: neither phase is on, so the
-    // copy waits for the real install (the sample package shows it).
-    qxtest::TempDir dir;
-    qxtest::WriteFileBytes(dir.File(L"list.tmp"), "Node :5001,a,1,Windows_NT,C:/a,\\\\a\\a\r\n");
-    qxtest::Session s({{L"CustomActionData", dir.Path() + L"|" + dir.File(L"list.tmp")}});
-    EXPECT_EQ(qxtest::Action("CopyConfigFilesDeferred")(s.Handle()), 0u);
-    EXPECT_FALSE(qxtest::Exists(dir.File(L"nodelist.txt")));
 }
 
 }  // namespace

@@ -2,9 +2,7 @@
 // main thread while a driver thread types into the controls and presses the
 // buttons, the way a user would. Screenshots of both dialogs are kept under
 // build/test-results/screenshots/.
-#include <gtest/gtest.h>
-
-#include <windows.h>
+#include "qxtest/kit.h"
 
 #include <atomic>
 #include <chrono>
@@ -14,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include "qxtest/session.h"
 
 extern "C" {
 struct QxGdiplusStartupInput {
@@ -31,8 +28,6 @@ int WINAPI GdipDisposeImage(void* image);
 }
 
 namespace {
-
-constexpr int kWaitMs = 15000;
 
 // For a faithful look the prefix needs the dialog font, and this program's
 // windows need a frame drawn by Wine, since the test display has no window
@@ -77,25 +72,16 @@ struct FaithfulLook {
     }
 } g_faithfulLook;
 
-HWND WaitForDialog(const wchar_t* title, int ms = kWaitMs)
+HWND WaitForDialog(const wchar_t* title)
 {
-    for (int waited = 0; waited < ms; waited += 50) {
-        if (HWND w = FindWindowW(L"#32770", title)) {
-            if (IsWindowVisible(w)) return w;
-        }
-        Sleep(50);
-    }
-    return nullptr;
+    HWND w = nullptr;
+    return qxkit::Poll([&] { return (w = FindWindowW(L"#32770", title)) && IsWindowVisible(w); }) ? w : nullptr;
 }
 
-bool WaitGone(HWND window, int ms = kWaitMs)
-{
-    for (int waited = 0; waited < ms; waited += 50) {
-        if (!IsWindow(window)) return true;
-        Sleep(50);
-    }
-    return false;
-}
+bool WaitGone(HWND window, DWORD ms = 15000) { return qxkit::Poll([&] { return !IsWindow(window); }, ms); }
+
+// Returns once the dialog's thread has finished what it was handling.
+void Settle(HWND dialog) { SendMessageW(dialog, WM_NULL, 0, 0); }
 
 std::wstring Text(HWND window)
 {
@@ -133,7 +119,7 @@ void Screenshot(HWND window, const std::wstring& name)
     CreateDirectoryW((qxtest::SourceDir() + L"\\build\\test-results").c_str(), nullptr);
     CreateDirectoryW(dir.c_str(), nullptr);
     RedrawWindow(window, nullptr, nullptr, RDW_INVALIDATE | RDW_UPDATENOW | RDW_ALLCHILDREN | RDW_FRAME);
-    Sleep(200);
+    Settle(window);
     RECT r;
     GetWindowRect(window, &r);
     HDC screen = GetDC(nullptr);
@@ -218,7 +204,7 @@ TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
         Screenshot(box, L"node-edit-error");
         PostMessageW(box, WM_COMMAND, IDOK, 0);
         ASSERT_TRUE(WaitGone(box));
-        Sleep(200);
+        Settle(edit);
         editStayedOpen = IsWindow(edit) && IsWindowVisible(edit);
         focusOnPort = FocusOf(edit) == GetDlgItem(edit, 1017);
 
@@ -282,8 +268,8 @@ TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
         ASSERT_TRUE(WaitGone(edit)) << "the edited node passes";
         SendMessageW(lines, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
         edited = line;
-        Click(list, 1006);  // Delete, then Cancel: nothing of it stays
-        Sleep(200);
+        // Delete, then Cancel: nothing of it stays.
+        SendMessageW(list, WM_COMMAND, MAKEWPARAM(1006, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(list, 1006)));
         Click(list, IDCANCEL);
         WaitGone(list);
     });
@@ -320,8 +306,8 @@ TEST(ClusterDialogs, OkOnAnEmptyListIsRefusedAndCancelLeaves)
         errorText = Text(GetDlgItem(box, 0xFFFF));
         PostMessageW(box, WM_COMMAND, IDOK, 0);
         WaitGone(box);
-        Sleep(200);
-        stayed = IsWindow(list) != FALSE;
+        Settle(list);
+        stayed = IsWindowVisible(list) != FALSE;
         Click(list, IDCANCEL);
         WaitGone(list);
     });

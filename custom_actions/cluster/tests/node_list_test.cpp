@@ -1,182 +1,59 @@
-// The node list file: what each line form loads as, what a write makes of it,
-// every refused line with its logged reason, and the three warning boxes.
+// The node list file: the cases of nodelist.txt, the three warning boxes, and
+// writing.
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "cluster/cluster_node.h"
-#include "cluster_test_support.h"
+#include "qxtest/kit.h"
 #include "msiu/error.h"
 
 namespace {
 
-using clustertest::ActionContext;
-using clustertest::BoxRecorder;
-using clustertest::ScriptedNames;
+using qxkit::ActionContext;
 
-struct Loaded {
-    const char* address;  // ipAddress
-    const char* host;     // hostName
-    unsigned port, cpus;
-    const char* local;
-    const char* unc;
-};
-
-struct RoundTrip {
-    const char* name;
-    const char* line;     // in the file
-    Loaded node;
-    const char* written;  // what a write gives back, without its CR LF
-};
-
-const RoundTrip kRoundTrips[] = {
-    {"address repeats the UNC server", "Node 192.0.2.7:5001,,1,Windows_NT,C:/QuorixNode,\\\\192.0.2.7\\share",
-     {"", "", 5001, 1, "C:\\QuorixNode", "\\\\192.0.2.7\\share"},
-     "Node 192.0.2.7:5001,,1,Windows_NT,C:/QuorixNode,\\\\192.0.2.7\\share"},
-    {"host repeats the UNC server", "Node :5001,quorixnode1,1,Windows_NT,C:/QuorixNode,\\\\quorixnode1\\share",
-     {"", "", 5001, 1, "C:\\QuorixNode", "\\\\quorixnode1\\share"},
-     "Node :5001,quorixnode1,1,Windows_NT,C:/QuorixNode,\\\\quorixnode1\\share"},
-    // Once the host is dropped as a repeat, the address alone is written.
-    {"the writer's own example", "Node 192.0.2.7:5001,quorixnode1,2,Windows_NT,C:/QuorixNode,\\\\quorixnode1\\QuorixNode",
-     {"192.0.2.7", "", 5001, 2, "C:\\QuorixNode", "\\\\quorixnode1\\QuorixNode"},
-     "Node 192.0.2.7:5001,,2,Windows_NT,C:/QuorixNode,\\\\quorixnode1\\QuorixNode"},
-    {"overrides that differ from the server", "Node 192.0.2.8:6000,other,4,Windows_NT,D:/Q,\\\\quorixnode1\\Q",
-     {"192.0.2.8", "other", 6000, 4, "D:\\Q", "\\\\quorixnode1\\Q"},
-     "Node 192.0.2.8:6000,other,4,Windows_NT,D:/Q,\\\\quorixnode1\\Q"},
-    {"comparison with the server is case-sensitive", "Node :5001,QuorixNode1,1,Windows_NT,C:/Q,\\\\quorixnode1\\Q",
-     {"", "QuorixNode1", 5001, 1, "C:\\Q", "\\\\quorixnode1\\Q"},
-     "Node :5001,QuorixNode1,1,Windows_NT,C:/Q,\\\\quorixnode1\\Q"},
-    {"a trailing comma is an empty UNC path", "Node 192.0.2.9:5002,h9,1,Windows_NT,C:/x,",
-     {"192.0.2.9", "h9", 5002, 1, "C:\\x", ""}, "Node 192.0.2.9:5002,h9,1,Windows_NT,C:/x,"},
-    {"a seventh field is dropped", "Node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z,extra,more",
-     {"192.0.2.7", "h", 5001, 1, "C:\\x", "\\\\y\\z"}, "Node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z"},
-    {"field 3 in another case", "Node 192.0.2.7:5001,h,1,windows_nt,C:/x,\\\\y\\z",
-     {"192.0.2.7", "h", 5001, 1, "C:\\x", "\\\\y\\z"}, "Node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z"},
-    {"backslashes in the local path", "Node 192.0.2.7:5001,h,1,Windows_NT,C:\\Quorix\\Node,\\\\y\\z",
-     {"192.0.2.7", "h", 5001, 1, "C:\\Quorix\\Node", "\\\\y\\z"},
-     "Node 192.0.2.7:5001,h,1,Windows_NT,C:/Quorix/Node,\\\\y\\z"},
-    {"blanks and tabs around fields", "  Node \t192.0.2.7:5001 ,\th , 3 , Windows_NT , D:/n , \\\\h2\\s \t",
-     {"192.0.2.7", "h", 5001, 3, "D:\\n", "\\\\h2\\s"}, "Node 192.0.2.7:5001,h,3,Windows_NT,D:/n,\\\\h2\\s"},
-    {"a processor count beyond the dialog's limit", "Node 192.0.2.7:5001,h,300,Windows_NT,C:/x,\\\\y\\z",
-     {"192.0.2.7", "h", 5001, 300, "C:\\x", "\\\\y\\z"}, "Node 192.0.2.7:5001,h,300,Windows_NT,C:/x,\\\\y\\z"},
-    // Only an address is compared with an address server: a name stays.
-    {"a host name in the address field", "Node quorixnode2:5003,,1,Windows_NT,C:/x,\\\\quorixnode2\\z",
-     {"quorixnode2", "", 5003, 1, "C:\\x", "\\\\quorixnode2\\z"},
-     "Node quorixnode2:5003,,1,Windows_NT,C:/x,\\\\quorixnode2\\z"},
-    {"an IPv6 address", "Node [2001:db8::7]:5001,h6,1,Windows_NT,C:/x,\\\\h6\\z",
-     {"2001:db8::7", "", 5001, 1, "C:\\x", "\\\\h6\\z"}, "Node [2001:db8::7]:5001,,1,Windows_NT,C:/x,\\\\h6\\z"},
-};
+using qxkit::ScriptedNames;
 
 class NodeListFile : public ::testing::Test {
 protected:
     ActionContext context;
-    BoxRecorder boxes;
+    qxkit::Boxes boxes;
     ScriptedNames names{{{"quorixnode2", "192.0.2.12"}}};
     qxtest::TempDir dir;
     std::wstring path = dir.File(L"nodelist.txt");
 };
 
-TEST_F(NodeListFile, EachLineFormLoadsAndWritesBack)
+// nodelist.txt: what each line form loads as, what a write makes of it, and
+// every refused line with its logged reason, the others loaded.
+TEST_F(NodeListFile, EachCaseOfNodelistTxt)
 {
-    for (const RoundTrip& c : kRoundTrips) {
-        SCOPED_TRACE(c.name);
-        qxtest::WriteFileBytes(path, std::string(c.line) + "\r\n");
-        std::vector<ClusterNode> nodes{ClusterNode()};  // emptied first
-        EXPECT_TRUE(ReadNodeList(path, nodes));
-        ASSERT_EQ(nodes.size(), 1u);
-        const ClusterNode& n = nodes[0];
-        EXPECT_EQ(n.ipAddress, clustertest::W(c.node.address));
-        EXPECT_EQ(n.hostName, clustertest::W(c.node.host));
-        EXPECT_EQ(n.port, c.node.port);
-        EXPECT_EQ(n.cpuCount, c.node.cpus);
-        EXPECT_EQ(n.localPath, clustertest::W(c.node.local));
-        EXPECT_EQ(n.uncPath, clustertest::W(c.node.unc));
-
-        WriteNodeList(path, nodes);
-        EXPECT_EQ(qxtest::ReadFileBytes(path), std::string(c.written) + "\r\n");
-    }
-    EXPECT_TRUE(boxes.boxes().empty());
-    EXPECT_TRUE(context.Info().empty());
-}
-
-TEST_F(NodeListFile, WholeFileGoldenWithCommentsBlanksAndBareLineFeeds)
-{
-    const std::string input =
-        "# Quorix cluster nodes\r\n"
-        "\r\n"
-        "   \t\r\n"
-        "Node 192.0.2.7:5001,,2,Windows_NT,C:/QuorixNode,\\\\192.0.2.7\\QuorixNode\n"
-        "  # indented comment\n"
-        "Node :5002,quorixnode1,1,Windows_NT,E:/Q1,\\\\quorixnode1\\Q1\r\n"
-        "Node 192.0.2.9:5003,n9,8,Windows_NT,F:/Q9,\\\\192.0.2.10\\Q9";  // no line end
-    const std::string golden =
-        "Node 192.0.2.7:5001,,2,Windows_NT,C:/QuorixNode,\\\\192.0.2.7\\QuorixNode\r\n"
-        "Node :5002,quorixnode1,1,Windows_NT,E:/Q1,\\\\quorixnode1\\Q1\r\n"
-        "Node 192.0.2.9:5003,n9,8,Windows_NT,F:/Q9,\\\\192.0.2.10\\Q9\r\n";
-    qxtest::WriteFileBytes(path, input);
-    std::vector<ClusterNode> nodes;
-    EXPECT_TRUE(ReadNodeList(path, nodes));
-    ASSERT_EQ(nodes.size(), 3u);
-    WriteNodeList(path, nodes);
-    EXPECT_EQ(qxtest::ReadFileBytes(path), golden);
-    // A second pass changes nothing.
-    EXPECT_TRUE(ReadNodeList(path, nodes));
-    WriteNodeList(path, nodes);
-    EXPECT_EQ(qxtest::ReadFileBytes(path), golden);
-    EXPECT_TRUE(boxes.boxes().empty());
-}
-
-TEST_F(NodeListFile, EmptyOrCommentOnlyFilesGiveAnEmptyListAndNoBox)
-{
-    for (const char* text : {"", "# only a comment\r\n\r\n  \t \r\n", "\n\n"}) {
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\cluster\\tests\\nodelist.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
+        std::string text;
+        for (std::string line : c.in) {
+            const bool lf = line.size() >= 4 && line.compare(line.size() - 4, 4, "<LF>") == 0;
+            const bool eof = line.size() >= 5 && line.compare(line.size() - 5, 5, "<EOF>") == 0;
+            text += line.substr(0, line.size() - (lf ? 4 : eof ? 5 : 0)) + (lf ? "\n" : eof ? "" : "\r\n");
+        }
         qxtest::WriteFileBytes(path, text);
-        std::vector<ClusterNode> nodes{ClusterNode()};
-        EXPECT_TRUE(ReadNodeList(path, nodes));
-        EXPECT_TRUE(nodes.empty());
-    }
-    EXPECT_TRUE(boxes.boxes().empty());
-}
-
-TEST_F(NodeListFile, EveryRefusedLineIsLoggedWithItsReasonAndTheOthersLoad)
-{
-    struct Refusal {
-        std::string line;
-        std::wstring logged;  // behind the action's prefix
-    };
-    const Refusal refusals[] = {
-        {"node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z",
-         L"Unrecognised node line: node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z"},
-        {"Node", L"Unrecognised node line: Node"},
-        {"Nodes 1", L"Unrecognised node line: Nodes 1"},
-        {"Node 192.0.2.7:5001,h,1,Windows_NT,C:/x", L"Incomplete node line: Node 192.0.2.7:5001,h,1,Windows_NT,C:/x"},
-        {"Node 192.0.2.7:5001,h,1,Linux,C:/x,\\\\y\\z", L"Not a Windows node: Node 192.0.2.7:5001,h,1,Linux,C:/x,\\\\y\\z"},
-        {"Node 192.0.2.7,h,1,Windows_NT,C:/x,\\\\y\\z", L"Port number is missing: 192.0.2.7  (0x80070057)"},
-        {"Node nosuchnode:5001,,1,Windows_NT,C:/x,\\\\y\\z",
-         L"Host name does not appear to exist: nosuchnode  (0x80070057)"},
-        {"Node 192.0.2.7:5001,h,x,Windows_NT,C:/x,\\\\y\\z",
-         L"CPU count not a number: Node 192.0.2.7:5001,h,x,Windows_NT,C:/x,\\\\y\\z"},
-        {"Node 192.0.2.7:5001,h,70000,Windows_NT,C:/x,\\\\y\\z",
-         L"CPU count not a number: Node 192.0.2.7:5001,h,70000,Windows_NT,C:/x,\\\\y\\z"},
-        {"Node 192.0.2.7:5001,h,-1,Windows_NT,C:/x,\\\\y\\z",
-         L"CPU count not a number: Node 192.0.2.7:5001,h,-1,Windows_NT,C:/x,\\\\y\\z"},
-    };
-    const std::string good = "Node 192.0.2.20:5001,g,1,Windows_NT,C:/g,\\\\g\\g\r\n";
-    for (const Refusal& r : refusals) {
-        SCOPED_TRACE(r.line);
-        qxtest::WriteFileBytes(path, good + "  " + r.line + "  \r\n" + good);
         context.session.capture.messages.clear();
-        boxes.boxes();
-        clustertest::Boxes().clear();
-        std::vector<ClusterNode> nodes;
-        EXPECT_FALSE(ReadNodeList(path, nodes));
-        EXPECT_EQ(nodes.size(), 2u) << "the good lines load";
-        EXPECT_EQ(context.Info(), std::vector<std::wstring>{L"ClusterTest:  " + r.logged});
-        ASSERT_EQ(boxes.boxes().size(), 1u);
-        const auto& box = boxes.boxes()[0];
-        EXPECT_EQ(box.text, L"One or more lines of unreadable node list data were skipped in: " + path);
-        EXPECT_EQ(box.caption, L"Warning");
-        EXPECT_EQ(box.style, 0x30u);
-        EXPECT_EQ(box.owner, nullptr);
+        qxkit::Boxes::All().clear();
+        std::vector<ClusterNode> nodes{ClusterNode()};  // emptied first
+        std::vector<std::string> got{std::string("read ") + (ReadNodeList(path, nodes) ? "1" : "0")};
+        for (const ClusterNode& n : nodes)
+            got.push_back(qxkit::N(L"node " + n.ipAddress + L"|" + n.hostName + L"|" + std::to_wstring(n.port) + L"|" +
+                                   std::to_wstring(n.cpuCount) + L"|" + n.localPath + L"|" + n.uncPath));
+        for (const auto& line : context.Info()) got.push_back("info: " + qxkit::N(line));
+        for (const auto& b : boxes.boxes())
+            got.push_back(qxkit::N(L"box: " + b.text + L"|" + b.caption + L"|" + std::to_wstring(b.style) + L"|owner " +
+                                   (b.owner ? L"set" : L"0")));
+        if (!nodes.empty()) WriteNodeList(path, nodes);
+        const std::string written = nodes.empty() ? "" : qxtest::ReadFileBytes(path);
+        for (size_t at = 0, end; (end = written.find("\r\n", at)) != std::string::npos; at = end + 2)
+            got.push_back("written " + written.substr(at, end - at));
+        for (auto& line : got)
+            if (line.find(qxkit::N(path)) != std::string::npos) line.replace(line.find(qxkit::N(path)), path.size(), "$F");
+        qxkit::ExpectCase(file, c, got);
     }
 }
 
@@ -221,8 +98,7 @@ TEST_F(NodeListFile, AReadErrorBeforeTheEndGivesTheSecondBox)
                                   "Node 192.0.2.8:5001,i,1,Windows_NT,C:/x,\\\\y\\w\r\n";
         DWORD written = 0;
         WriteFile(server, lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr);
-        FlushFileBuffers(server);
-        Sleep(300);
+        FlushFileBuffers(server);  // returns once the reader has taken both lines
         DisconnectNamedPipe(server);
     });
     std::vector<ClusterNode> nodes;
@@ -266,34 +142,9 @@ TEST_F(NodeListFile, ANodeWithoutOverridesIsWrittenWithTheUNCServerInTheRightFie
               "Node :5001,quorixnode1,1,Windows_NT,,\\\\quorixnode1\\Q\r\n"
               "Node 192.0.2.7:6000,,1,Windows_NT,,\\\\192.0.2.7\\Q\r\n"
               "Node :5001,,0,Windows_NT,,C:\\Q\r\n");
-}
-
-TEST(ClusterNodeRecord, DefaultsCopiesAndUNCServer)
-{
-    ClusterNode n;
-    EXPECT_EQ(n.port, 5001);
-    EXPECT_EQ(n.cpuCount, 1);
-    EXPECT_TRUE(n.uncPath.empty() && n.localPath.empty() && n.hostName.empty() && n.ipAddress.empty());
-    n.SetUNCPath(L"\\\\srv\\share");
-    n.SetLocalPath(L"C:\\x");
-    n.SetHostName(L"h");
-    n.SetIPAddress(L"192.0.2.1");
-    n.port = 7;
-    n.cpuCount = 9;
-    ClusterNode copy(n), assigned;
-    assigned = n;
-    for (const ClusterNode* c : {&copy, &assigned}) {
-        EXPECT_EQ(c->uncPath, n.uncPath);
-        EXPECT_EQ(c->localPath, n.localPath);
-        EXPECT_EQ(c->hostName, n.hostName);
-        EXPECT_EQ(c->ipAddress, n.ipAddress);
-        EXPECT_EQ(c->port, 7);
-        EXPECT_EQ(c->cpuCount, 9);
-    }
-    EXPECT_EQ(n.GetUNCServer(true), L"srv");
-    n.SetUNCPath(L"C:\\x");
-    EXPECT_EQ(n.GetUNCServer(true), L"");
-    EXPECT_THROW(n.GetUNCServer(false), msiu::MSIError);
+    EXPECT_EQ(byName.GetUNCServer(true), L"quorixnode1");
+    EXPECT_EQ(notUNC.GetUNCServer(true), L"");
+    EXPECT_THROW(notUNC.GetUNCServer(false), msiu::MSIError);
 }
 
 }  // namespace

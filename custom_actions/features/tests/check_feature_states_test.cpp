@@ -1,119 +1,50 @@
 // CheckFeatureStatesUI over the combinations of the web server features,
 // with the states of real installer sessions.
-#include <gtest/gtest.h>
-
-#include "msiu/log.h"
-#include "qxtest/session.h"
+#include "qxtest/kit.h"
 
 extern "C" UINT __stdcall CheckFeatureStatesUI(MSIHANDLE session);
 
 namespace {
 
-// Level 200: not selected unless the test selects it.
-std::vector<std::wstring> FeatureTables(const std::vector<std::wstring>& features)
+// Level 200: not selected unless the test selects it. The kit's schema
+// already has the feature tables.
+qxkit::Lines FeatureTables(const std::vector<std::wstring>& features)
 {
-    std::vector<std::pair<std::wstring, int>> levels;
-    for (const auto& f : features) levels.push_back({f, 200});
-    return qxtest::FeatureTables(levels, L"{7C2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4");
-}
-
-// A costed session; a feature's action state is set when not 0 (0 leaves
-// it unselected: installed absent, no change).
-class SelectionSession : public qxtest::Session {
-public:
-    SelectionSession(const qxtest::Props& props, int iis, int apache,
-                     const std::vector<std::wstring>& features = {L"IISWeb", L"ApacheWeb"})
-        : qxtest::Session(props, FeatureTables(features))
-    {
-        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"})
-            EXPECT_EQ(MsiDoActionW(Handle(), a), 0u) << a;
-        if (iis) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"IISWeb", static_cast<INSTALLSTATE>(iis)), 0u);
-        if (apache) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"ApacheWeb", static_cast<INSTALLSTATE>(apache)), 0u);
-        capture.messages.clear();
+    qxkit::Lines rows;
+    int n = 0;
+    for (const auto& f : features) {
+        rows.push_back(qxkit::Row(L"Feature", L"'" + f + L"', 200, 0"));
+        rows.push_back(qxkit::Row(L"Component", L"'C_" + f + L"', '{7C2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4" +
+                                                    std::to_wstring(10 + ++n) + L"}', 'TARGETDIR', 0, ''"));
+        rows.push_back(qxkit::Row(L"FeatureComponents", L"'" + f + L"', 'C_" + f + L"'"));
     }
-};
-
-const wchar_t* const kBoth = L"Please choose either IIS or Apache, but not both.";
-const wchar_t* const kNeither = L"Either the IIS or Apache feature must be selected.";
-const wchar_t* const kNoIIS = L"The IIS feature can't be selected because IIS does not appear to be installed.";
-const wchar_t* const kNote =
-    L"Please Note: Apache was selected by default because IIS does not appear to be installed. If you want to use "
-    L"IIS, then install it first before Quorix. Otherwise, click the Next button again to use Apache.";
-const wchar_t* const kPerl =
-    L"Quorix requires ActiveState Perl 5.6 or 5.8. You need to install Perl before installing Quorix.";
-
-struct Selection {
-    const char* name;
-    int iis, apache;  // action state set on the feature; 0: unselected
-    bool iisInstalled;
-    bool allowNone;
-    const wchar_t* perl;  // PerlVersion, or empty
-    const wchar_t* warned;  // _WarnApacheDefaultDone before the press
-    const wchar_t* refusal;  // nullptr: accepted
-    const wchar_t* warnedAfter;
-};
-
-const Selection kSelections[] = {
-    {"BothLocal", 3, 3, true, false, L"5008", L"", kBoth, L""},
-    {"BothEvenWithoutPerl", 3, 4, true, false, L"", L"", kBoth, L""},
-    {"Neither", 0, 0, true, false, L"5008", L"", kNeither, L""},
-    {"NeitherAdvertisedAndRemoved", 1, 2, true, false, L"5008", L"", kNeither, L""},
-    {"NeitherAllowed", 0, 0, true, true, L"5006", L"", nullptr, L""},
-    {"NeitherAllowedStillNeedsPerl", 0, 0, false, true, L"", L"", kPerl, L""},
-    {"IISWithoutIIS", 3, 0, false, false, L"5008", L"", kNoIIS, L""},
-    {"IISFromSourceWithoutIIS", 4, 2, false, false, L"5008", L"", kNoIIS, L""},
-    {"IISWithIIS", 3, 0, true, false, L"5008", L"", nullptr, L""},
-    {"IISWithIISNoPerl", 3, 0, true, false, L"", L"", kPerl, L""},
-    {"IISWithIISPerl510", 3, 0, true, false, L"5010", L"", kPerl, L""},
-    {"ApacheDefaultNote", 0, 3, false, false, L"5008", L"", kNote, L"1"},
-    {"ApacheDefaultNoteBeforePerl", 0, 3, false, false, L"", L"0", kNote, L"1"},
-    {"ApacheSecondPress", 0, 3, false, false, L"5008", L"1", nullptr, L"1"},
-    {"ApacheSecondPressNoPerl", 0, 3, false, false, L"5010", L"1", kPerl, L"1"},
-    {"ApacheWithIIS", 0, 3, true, false, L"5006", L"", nullptr, L""},
-    {"ApacheFromSourceNoNote", 0, 4, false, false, L"5008", L"", nullptr, L""},
-};
-
-class FeatureSelection : public ::testing::TestWithParam<Selection> {};
-
-TEST_P(FeatureSelection, FirstTestThatHoldsApplies)
-{
-    const Selection& c = GetParam();
-    qxtest::Props props = {{L"PerlVersion", c.perl}, {L"_WarnApacheDefaultDone", c.warned},
-                           {L"_InvalidFeatureStates", L"1"}, {L"_NotifyUserDlgText", L"earlier text"}};
-    if (c.iisInstalled) props.push_back({L"IISVersion", L"#6"});
-    if (c.allowNone) props.push_back({L"QUORIX_ALLOW_NO_WEB_SERVER", L"1"});
-    SelectionSession s(props, c.iis, c.apache);
-    ASSERT_EQ(qxtest::Action("CheckFeatureStatesUI")(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), c.refusal ? L"1" : L"");
-    EXPECT_EQ(s.Property(L"_NotifyUserDlgText"), c.refusal ? c.refusal : L"earlier text");
-    EXPECT_EQ(s.Property(L"_WarnApacheDefaultDone"), c.warnedAfter);
-    EXPECT_TRUE(s.capture.Texts(0).empty());
+    return rows;
 }
 
-INSTANTIATE_TEST_SUITE_P(Combinations, FeatureSelection, ::testing::ValuesIn(kSelections),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-TEST(FeatureSelectionPresses, NoteOnceThenTheSameSelectionPasses)
+// features.txt: presses of the Next button over the combinations of the web
+// server features, Perl and IIS.
+TEST(FeatureSelection, EachCaseOfFeaturesTxt)
 {
-    SelectionSession s({{L"PerlVersion", L"5008"}}, 0, 3);
-    const auto action = qxtest::Action("CheckFeatureStatesUI");
-    ASSERT_EQ(action(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), L"1");
-    EXPECT_EQ(s.Property(L"_NotifyUserDlgText"), kNote);
-    ASSERT_EQ(action(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), L"");
-    EXPECT_EQ(s.Property(L"_WarnApacheDefaultDone"), L"1");
-
-    // The user goes back and picks IIS on a machine without it, then Apache
-    // again: the note is not repeated.
-    ASSERT_EQ(MsiSetFeatureStateW(s.Handle(), L"IISWeb", INSTALLSTATE_LOCAL), 0u);
-    ASSERT_EQ(MsiSetFeatureStateW(s.Handle(), L"ApacheWeb", INSTALLSTATE_ABSENT), 0u);
-    ASSERT_EQ(action(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_NotifyUserDlgText"), kNoIIS);
-    ASSERT_EQ(MsiSetFeatureStateW(s.Handle(), L"IISWeb", INSTALLSTATE_ABSENT), 0u);
-    ASSERT_EQ(MsiSetFeatureStateW(s.Handle(), L"ApacheWeb", INSTALLSTATE_LOCAL), 0u);
-    ASSERT_EQ(action(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), L"");
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\features\\tests\\features.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
+        qxtest::Props props = {{L"_InvalidFeatureStates", L"1"}, {L"_NotifyUserDlgText", L"earlier text"}};
+        for (const auto& line : c.in)
+            if (line.rfind("prop ", 0) == 0)
+                props.push_back({qxkit::W(line.substr(5, line.find('=') - 5)), qxkit::W(line.substr(line.find('=') + 1))});
+        qxkit::CostedSession s(props, FeatureTables({L"IISWeb", L"ApacheWeb"}));
+        std::vector<std::string> got;
+        for (const auto& line : c.in) {
+            if (line.rfind("iis ", 0) == 0 || line.rfind("apache ", 0) == 0) {
+                EXPECT_EQ(MsiSetFeatureStateW(s.Handle(), line[0] == 'i' ? L"IISWeb" : L"ApacheWeb",
+                                              static_cast<INSTALLSTATE>(std::stoi(line.substr(line.find(' ') + 1)))), 0u);
+            }
+            if (line != "press") continue;
+            EXPECT_EQ(qxkit::Call("CheckFeatureStatesUI", s).fatal, qxkit::Lines{});
+            for (const wchar_t* p : {L"_InvalidFeatureStates", L"_NotifyUserDlgText", L"_WarnApacheDefaultDone"})
+                got.push_back((p[1] == L'I' ? "invalid " : p[1] == L'N' ? "text " : "warned ") + qxkit::N(s.Property(p)));
+        }
+        qxkit::ExpectCase(file, c, got);
+    }
 }
 
 // A product installed for real with ApacheWeb, removed again at the end: its
@@ -152,7 +83,7 @@ public:
 private:
     static std::vector<std::wstring> Tables()
     {
-        auto sql = FeatureTables({L"IISWeb", L"ApacheWeb"});
+        auto sql = qxkit::Tables(FeatureTables({L"IISWeb", L"ApacheWeb"}));
         sql.push_back(L"CREATE TABLE `InstallExecuteSequence` (`Action` CHAR(72) NOT NULL, `Condition` CHAR(255), "
                       L"`Sequence` SHORT PRIMARY KEY `Action`)");
         int n = 0;
@@ -198,29 +129,20 @@ TEST(FeatureSelectionInstalled, ApacheInstalledAndUnchangedGetsNoNote)
         // Removing the installed Apache leaves no web server at all.
         ASSERT_EQ(MsiSetFeatureStateW(h, L"ApacheWeb", INSTALLSTATE_ABSENT), 0u);
         EXPECT_EQ(qxtest::Action("CheckFeatureStatesUI")(h), 0u);
-        EXPECT_EQ(PropertyOf(h, L"_NotifyUserDlgText"), kNeither);
+        EXPECT_EQ(PropertyOf(h, L"_NotifyUserDlgText"), L"Either the IIS or Apache feature must be selected.");
         MsiCloseHandle(h);
     }
     EXPECT_EQ(MsiQueryProductStateW(code.c_str()), INSTALLSTATE_UNKNOWN) << "the product is removed again";
 }
 
-std::vector<std::wstring> g_boxes;
-int WINAPI RecordBox(HWND, LPCWSTR text, LPCWSTR, UINT)
-{
-    g_boxes.push_back(text);
-    return IDOK;
-}
-
 TEST(FeatureSelectionFailure, AMissingFeatureIsAFailureInABox)
 {
     // The action as linked into this program, so that its box is recorded.
-    msiu::detail::SetMessageBoxFunction(&RecordBox);
-    g_boxes.clear();
-    SelectionSession s({{L"PerlVersion", L"5008"}}, 0, 3, {L"ApacheWeb"});
+    qxkit::Boxes boxes;
+    qxkit::CostedSession s({{L"PerlVersion", L"5008"}}, FeatureTables({L"ApacheWeb"}));
     EXPECT_EQ(CheckFeatureStatesUI(s.Handle()), 1603u);
-    EXPECT_EQ(g_boxes, std::vector<std::wstring>{L"Failed to get state of feature \"IISWeb\"  (0x80070646)"});
+    EXPECT_EQ(boxes.Texts(), qxkit::Lines{L"Failed to get state of feature \"IISWeb\"  (0x80070646)"});
     EXPECT_EQ(s.Property(L"_InvalidFeatureStates"), L"");
-    msiu::detail::SetMessageBoxFunction(nullptr);
 }
 
 }  // namespace

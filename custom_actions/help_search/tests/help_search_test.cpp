@@ -1,6 +1,6 @@
-// htdig.conf rewriting against golden files, the five index runs against
-// stand-in tools, and the two immediate actions on real sessions.
-#include <gtest/gtest.h>
+// htdig.conf rewriting against golden files and the five index runs against
+// stand-in tools (the actions' scheduling is in testing/kit/schedule.txt).
+#include "qxtest/kit.h"
 
 #include <cstring>
 #include <sstream>
@@ -20,32 +20,15 @@ using quorix::help_search::RebuildIndex;
 using quorix::help_search::RewriteConfLines;
 using quorix::help_search::UpdateConfFile;
 
-std::string Narrow(const std::wstring& w) { return std::string(w.begin(), w.end()); }
+using qxkit::Frame;
+using qxkit::InFrame;
+std::string Narrow(const std::wstring& w) { return qxkit::N(w); }
 
 std::wstring Golden(const std::string& name)
 {
     const std::wstring file(name.begin(), name.end());
     if (name == "package_sample.in") return qxtest::SourceDir() + L"\\package\\payload\\htdig\\htdig.conf";
     return qxtest::SourceDir() + L"\\custom_actions\\help_search\\tests\\golden\\" + file;
-}
-
-struct Frame {
-    UINT result = 0;
-    std::vector<std::wstring> info, warnings, fatal;
-    std::vector<qxtest::Message> all;
-};
-
-template <class Body>
-Frame InFrame(const wchar_t* name, Body&& body)
-{
-    qxtest::Session s;
-    Frame f;
-    f.result = msiu::RunAction(s.Handle(), name, false, body);
-    f.info = s.capture.Texts(0x4000000);
-    f.warnings = s.capture.Texts(0x2000000);
-    f.fatal = s.capture.Texts(0);
-    f.all = s.capture.messages;
-    return f;
 }
 
 // ---- htdig.conf ------------------------------------------------------------
@@ -72,14 +55,6 @@ INSTANTIATE_TEST_SUITE_P(EdgeCases, ConfGolden,
                          ::testing::Values("blank_lines", "indented_keys", "keys_later_in_line", "repeated_keys",
                                            "no_final_line_end", "no_keys", "unix_line_ends", "empty_file",
                                            "package_sample"));
-
-TEST(Conf, TheThreeLinesStartInColumnOneWithOneTab)
-{
-    using namespace quorix::help_search;
-    EXPECT_EQ(DatabaseDirLine("C:/db"), "database_dir:\tC:/db");
-    EXPECT_EQ(StartUrlLine("http://h:8080/q"), "start_url:\thttp://h:8080/q/home.html");
-    EXPECT_EQ(LimitUrlsLine("http://h:8080/q"), "limit_urls_to:\thttp://h:8080/q");
-}
 
 // F missing; F that another program holds open (refused before the copy);
 // a name planted at N after the clean-up, which is neither written
@@ -312,150 +287,5 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(MissingToolCase{"SecondRunCannotStart", {3}}, MissingToolCase{"BothFuzzyRuns", {5}},
                       MissingToolCase{"NoToolAtAll", {2, 3, 4, 5}}),
     [](const auto& info) { return std::string(info.param.name); });
-
-// ---- the exported actions --------------------------------------------------
-
-TEST(HelpSearchDeferred, DataMustHaveTheRightFieldCount)
-{
-    const std::tuple<const char*, const wchar_t*, std::wstring> cases[] = {
-        {"UpdateHtDigConfDeferred", L"UpdateHtDigConfDeferred", L"F|db"},
-        {"UpdateHtDigConfDeferred", L"UpdateHtDigConfDeferred", L"F|db|url|x"},
-        {"RebuildHtDigIndexDeferred", L"RebuildHtDigIndexDeferred", L"a|b|c|d|e"},
-        {"RebuildHtDigIndexDeferred", L"RebuildHtDigIndexDeferred", L"a|b|c|d|e|f|g"},
-    };
-    for (const auto& c : cases) {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", std::get<2>(c)}});
-        EXPECT_EQ(qxtest::Action(std::get<0>(c))(s.Handle()), 1603u);
-        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{std::wstring(std::get<1>(c)) +
-                                                                L":  Missing or incomplete CA data  (0x80070057)"});
-    }
-}
-
-TEST(HelpSearchDeferred, OutsideTheInstallScriptNothingRuns)
-{
-    qxtest::TempDir dir;
-    const std::wstring F = dir.File(L"htdig.conf");
-    qxtest::WriteFileBytes(F, "start_url: x\r\n");
-    const auto fields = IndexFields(dir);
-    std::wstring data;
-    for (const auto& field : fields) data += (data.empty() ? L"" : L"|") + field;
-    {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", F + L"|C:\\db|http://h"}});
-        EXPECT_EQ(qxtest::Action("UpdateHtDigConfDeferred")(s.Handle()), 0u);
-    }
-    {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", data}});
-        EXPECT_EQ(qxtest::Action("RebuildHtDigIndexDeferred")(s.Handle()), 0u);
-        EXPECT_TRUE(s.capture.messages.empty());
-    }
-    EXPECT_EQ(qxtest::ReadFileBytes(F), "start_url: x\r\n");
-    EXPECT_FALSE(qxtest::Exists(F + L".tmp"));
-    EXPECT_FALSE(qxtest::Exists(dir.File(L"standin-calls.txt")));
-}
-
-// A package whose File table knows the configuration file and the four
-// tools in the ht://Dig directory, costed so that [#key] gives their paths.
-const std::vector<std::wstring> kFileTables = {
-    L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-    L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
-    L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), `Directory_` CHAR(72) "
-    L"NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), `KeyPath` CHAR(72) PRIMARY KEY `Component`)",
-    L"CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` CHAR(255) NOT "
-    L"NULL, `FileSize` LONG NOT NULL, `Version` CHAR(72), `Language` CHAR(20), `Attributes` SHORT, `Sequence` "
-    L"SHORT NOT NULL PRIMARY KEY `File`)",
-    L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
-    L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), `Attributes` "
-    L"SHORT NOT NULL PRIMARY KEY `Feature`)",
-    L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
-    L"PRIMARY KEY `Feature_`, `Component_`)",
-    L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-    L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
-    L"INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('TARGETDIR', '', "
-    L"'SourceDir')",
-    L"INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('htdig', 'TARGETDIR', "
-    L"'htdig')",
-    L"INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('htbin', 'htdig', 'bin')",
-    L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
-    L"('HtConf', '{6F1A2B3C-4D5E-4F60-8172-93A4B5C6D7A1}', 'htdig', 0, 'htdig.conf')",
-    L"INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
-    L"('HtTools', '{6F1A2B3C-4D5E-4F60-8172-93A4B5C6D7A2}', 'htbin', 0, 'htdig.exe')",
-    L"INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES "
-    L"('htdig.conf', 'HtConf', 'htdig.conf', 10, 1)",
-    L"INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES "
-    L"('htdig.exe', 'HtTools', 'htdig.exe', 10, 2)",
-    L"INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES "
-    L"('htmerge.exe', 'HtTools', 'htmerge.exe', 10, 3)",
-    L"INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES "
-    L"('htnotify.exe', 'HtTools', 'htnotify.exe', 10, 4)",
-    L"INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Sequence`) VALUES "
-    L"('htfuzzy.exe', 'HtTools', 'htfuzzy.exe', 10, 5)",
-    L"INSERT INTO `Feature` (`Feature`, `Level`, `Attributes`) VALUES ('Help', 1, 0)",
-    L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Help', 'HtConf')",
-    L"INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Help', 'HtTools')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('UpdateHtDigConfRollback', 3329, 'QuorixCA', 'UpdateHtDigConfDeferred')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('UpdateHtDigConfExec', 3073, 'QuorixCA', 'UpdateHtDigConfDeferred')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('UpdateHtDigConfCommit', 3585, 'QuorixCA', 'UpdateHtDigConfDeferred')",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('RebuildHtDigIndexExec', 3073, 'QuorixCA', 'RebuildHtDigIndexDeferred')",
-};
-
-const qxtest::Props kHelpProps = {{L"TARGETDIR", L"C:\\Srv\\"},
-                                  {L"QUORIX_WEB_URL", L"http://localhost/quorix"},
-                                  {L"db", L"C:\\Srv\\help\\db\\"}};
-
-class CostedSession : public qxtest::Session {
-public:
-    explicit CostedSession(const qxtest::Props& props) : qxtest::Session(props, kFileTables)
-    {
-        for (const wchar_t* action : {L"CostInitialize", L"FileCost", L"CostFinalize"})
-            EXPECT_EQ(MsiDoActionW(Handle(), action), 0u) << Narrow(action);
-        capture.messages.clear();
-    }
-};
-
-TEST(UpdateHtDigConf, PacksFileDatabaseAndAddressForAllThreeNames)
-{
-    CostedSession s(kHelpProps);
-    ASSERT_EQ(qxtest::Action("UpdateHtDigConf")(s.Handle()), 0u);
-    const std::wstring data = L"C:\\Srv\\htdig\\htdig.conf|C:\\Srv\\help\\db\\|http://localhost/quorix";
-    for (const wchar_t* name : {L"UpdateHtDigConfRollback", L"UpdateHtDigConfExec", L"UpdateHtDigConfCommit"})
-        EXPECT_EQ(s.Property(name), data);
-}
-
-TEST(RebuildHtDigIndex, PacksTheDirectoryAndTheFivePaths)
-{
-    qxtest::Props props = kHelpProps;
-    props.push_back({L"htdig", L"C:\\Srv\\htdig\\"});
-    CostedSession s(props);
-    ASSERT_EQ(qxtest::Action("RebuildHtDigIndex")(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"RebuildHtDigIndexExec"),
-              L"C:\\Srv\\htdig\\|C:\\Srv\\htdig\\htdig.conf|C:\\Srv\\htdig\\bin\\htdig.exe|"
-              L"C:\\Srv\\htdig\\bin\\htmerge.exe|C:\\Srv\\htdig\\bin\\htnotify.exe|C:\\Srv\\htdig\\bin\\htfuzzy.exe");
-}
-
-TEST(HelpSearchImmediate, MissingPropertiesFailByNameInOrder)
-{
-    struct Case {
-        const char* action;
-        std::vector<const wchar_t*> cleared;
-        const wchar_t* named;
-    };
-    const Case cases[] = {
-        {"UpdateHtDigConf", {L"QUORIX_WEB_URL", L"db"}, L"QUORIX_WEB_URL"},
-        {"UpdateHtDigConf", {L"db"}, L"db"},
-        {"RebuildHtDigIndex", {L"htdig"}, L"htdig"},
-    };
-    for (const auto& c : cases) {
-        CostedSession s(kHelpProps);
-        for (const wchar_t* name : c.cleared) s.SetProperty(name, L"");
-        EXPECT_EQ(qxtest::Action(c.action)(s.Handle()), 1603u);
-        EXPECT_EQ(s.capture.Texts(0),
-                  std::vector<std::wstring>{std::wstring(c.action, c.action + std::strlen(c.action)) +
-                                            L":  Property \"" + c.named + L"\" does not exist  (0x80070057)"});
-    }
-}
 
 }  // namespace

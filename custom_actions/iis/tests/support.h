@@ -1,19 +1,14 @@
 // What the IIS action tests share: the emulator registered for the test,
-// with COM on the thread, and sessions with the web server features.
+// with COM on the thread, and costed sessions with the web server feature.
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "atlu/runtime.h"
+#include "qxtest/kit.h"
 #include "qxtest/metabase.h"
-#include "qxtest/session.h"
 
 namespace iistest {
 
-std::string N(const std::wstring& w);
+using qxkit::N;
 
 class WithMetabase : public ::testing::Test {
 protected:
@@ -23,14 +18,16 @@ protected:
     void Use(const std::string& text) { emulator_.Reset(text); }
 };
 
-// Tables for a feature IISWeb (installed at level 1, absent at 200) with one
-// component, QuorixWebSiteIIS, and the scheduled name of the deferred action.
-std::vector<std::wstring> PackageTables(bool iisSelected);
-
-// A session costed, so that feature and component states are known.
-class CostedSession : public qxtest::Session {
-public:
-    CostedSession(const qxtest::Props& props, bool iisSelected);
+// A feature IISWeb (installed at level 1, absent at 200) with the component
+// QuorixWebSiteIIS.
+struct CostedSession : qxkit::CostedSession {
+    CostedSession(const qxtest::Props& props, bool iisSelected)
+        : qxkit::CostedSession(props, {qxkit::Row(L"Feature", iisSelected ? L"'IISWeb', 1, 0" : L"'IISWeb', 200, 0"),
+                                       qxkit::Row(L"Component", L"'QuorixWebSiteIIS', "
+                                                                L"'{7B2E4D61-3C5A-4F8E-9D10-2A6B8C4E1F37}', 'TARGETDIR', 0, ''"),
+                                       qxkit::Row(L"FeatureComponents", L"'IISWeb', 'QuorixWebSiteIIS'")})
+    {
+    }
 };
 
 }  // namespace iistest

@@ -1,8 +1,7 @@
 // UpdateQuorixDat's fields and flags in costed installer sessions, and the
 // execute phase on real files: the merged file, the kept original, the
 // install log lines and each failure with the old file left in place.
-#include <gtest/gtest.h>
-
+#include "qxtest/kit.h"
 #include "test_machine.h"
 
 #include <algorithm>
@@ -25,27 +24,26 @@ namespace {
 
 const std::wstring kPackage = L"" QX_PACKAGE_DIR;
 
-std::vector<std::wstring> FeatureTables()
-{
-    std::vector<std::wstring> sql =
-        qxtest::FeatureTables({{L"ApacheWeb", 200}, {L"SwissProt", 200}}, L"{5A2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4");
-    sql.push_back(L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-                  L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)");
-    for (const wchar_t* name : {L"UpdateQuorixDatRollback", L"UpdateQuorixDatExec", L"UpdateQuorixDatCommit"})
-        sql.push_back(std::wstring(L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES ('") +
-                      name + L"', 3073, 'QuorixCA', 'UpdateQuorixDatDeferred')");
-    return sql;
-}
-
-class CostedSession : public qxtest::Session {
+// ApacheWeb and SwissProt absent unless a test selects them, and the three
+// scheduled names.
+class CostedSession : public qxkit::CostedSession {
 public:
-    CostedSession(const qxtest::Props& props, bool apache, bool swissProt) : qxtest::Session(props, FeatureTables())
+    CostedSession(const qxtest::Props& props, bool apache, bool swissProt)
+        : qxkit::CostedSession(props, Rows())
     {
-        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"})
-            EXPECT_EQ(MsiDoActionW(Handle(), a), 0u) << a;
         if (apache) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"ApacheWeb", INSTALLSTATE_LOCAL), 0u);
         if (swissProt) EXPECT_EQ(MsiSetFeatureStateW(Handle(), L"SwissProt", INSTALLSTATE_LOCAL), 0u);
-        capture.messages.clear();
+    }
+    static qxkit::Lines Rows()
+    {
+        qxkit::Lines rows = qxkit::Scheduled(L"UpdateQuorixDat");
+        for (const wchar_t* f : {L"ApacheWeb", L"SwissProt"}) {
+            rows.push_back(qxkit::Row(L"Feature", L"'" + std::wstring(f) + L"', 200, 0"));
+            rows.push_back(qxkit::Row(L"Component", L"'C_" + std::wstring(f) + L"', '{5A2D4E6F-1A3B-4C5D-9E8F-A0B1C2D3E4" +
+                                                        (f[0] == L'A' ? L"01" : L"02") + L"}', 'TARGETDIR', 0, ''"));
+            rows.push_back(qxkit::Row(L"FeatureComponents", L"'" + std::wstring(f) + L"', 'C_" + f + L"'"));
+        }
+        return rows;
     }
 };
 

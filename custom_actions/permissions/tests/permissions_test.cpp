@@ -1,17 +1,13 @@
 // Directory permissions: the two values from the Options section and what
-// is refused of them, the walk
-// over the six directories with its warnings, and the exported actions.
+// is refused of them (refusals.txt), and the walk over the six directories
+// with its warnings.
 // Under Wine nothing written to an access list is kept (measured), so the
 // store stand-in records each write and gives it back on the next read;
 // merging and refusing unknown names are Wine's own.
-#include <gtest/gtest.h>
+#include "qxtest/kit.h"
 
-#include <cstring>
-
-#include "msiu/session.h"
 #include "permissions/permissions.h"
 #include "qxtest/aclstore.h"
-#include "qxtest/session.h"
 
 namespace {
 
@@ -47,75 +43,39 @@ struct Tree {
     }
 };
 
-// quorix.dat is writable by the group it names: what a member may put there.
-struct RefusalCase {
-    const char* name;
-    std::wstring group, path;  // an empty path: the tree's own inter-file directory
-    std::wstring refused;      // "key \"value\" in <file> is <reason>", or nothing
-};
-
-class Refusals : public ::testing::TestWithParam<RefusalCase> {};
-
-TEST_P(Refusals, NameTheValueTheFileAndTheReason)
+// quorix.dat is writable by the group it names: what a member may put there,
+// from refusals.txt.
+TEST(Refusals, NameTheValueTheFileAndTheReason)
 {
-    const RefusalCase& c = GetParam();
-    Tree t;
-    std::wstring path = c.path.empty() ? t.InterForward() : c.path, group = c.group;
-    if (group == L"<me>") {  // the account running the test: a user, not a group
-        wchar_t name[256];
-        DWORD size = 256;
-        ASSERT_TRUE(GetUserNameW(name, &size));
-        group = name;
-    }
-    if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
-        path = t.dir.File(L"linked");
-        char unixPath[1024] = {};
-        WideCharToMultiByte(CP_UTF8, 0, t.InterForward().c_str(), -1, unixPath, sizeof unixPath, nullptr, nullptr);
-        using ToUnix = char*(CDECL*)(const wchar_t*);
-        const auto toUnix = reinterpret_cast<ToUnix>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name"));
-        if (!toUnix) GTEST_SKIP() << "no Wine to make a link with";
-        std::wstring command = L"Z:\\bin\\ln -s inter ";
-        const char* at = toUnix(path.c_str());
-        command += std::wstring(at, at + strlen(at));
-        STARTUPINFOW si{sizeof si};
-        PROCESS_INFORMATION pi{};
-        ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
-        for (int i = 0; i < 100 && GetFileAttributesW(path.c_str()) == INVALID_FILE_ATTRIBUTES; ++i) Sleep(50);
-    }
-    const std::wstring got = quorix::permissions::Refusal(t.fields, {group, path});
-    if (c.refused.empty()) {
-        EXPECT_EQ(got, L"");
-    } else {
-        const bool isGroup = c.refused.rfind(L"a group", 0) == 0 || c.refused == L"not a group";
-        EXPECT_EQ(got, L"Permissions left as they were: " +
+    for (const qxkit::Case& c : qxkit::ReadCases(qxtest::SourceDir() + L"\\custom_actions\\permissions\\tests\\refusals.txt")) {
+        SCOPED_TRACE(c.name);
+        Tree t;
+        std::wstring group = qxkit::W(c.in.at(0)), path = c.in.at(1).empty() ? t.InterForward() : qxkit::W(c.in[1]);
+        if (group == L"<me>") {
+            wchar_t name[256];
+            DWORD size = 256;
+            ASSERT_TRUE(GetUserNameW(name, &size));
+            group = name;
+        }
+        if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
+            path = t.dir.File(L"linked");
+            using ToUnix = char*(CDECL*)(const wchar_t*);
+            const auto toUnix = reinterpret_cast<ToUnix>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name"));
+            if (!toUnix) continue;  // no Wine to make a link with
+            std::wstring command = L"Z:\\bin\\ln -s inter " + qxkit::W(toUnix(path.c_str()));
+            STARTUPINFOW si{sizeof si};
+            PROCESS_INFORMATION pi{};
+            ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
+            EXPECT_TRUE(qxkit::Poll([&] { return qxtest::Exists(path); }));
+        }
+        const std::wstring got = quorix::permissions::Refusal(t.fields, {group, path});
+        const std::wstring refused = c.expect.empty() ? L"" : qxkit::W(c.expect[0]);
+        const bool isGroup = refused.rfind(L"a group", 0) == 0 || refused == L"not a group";
+        EXPECT_EQ(got, refused.empty() ? L"" : L"Permissions left as they were: " +
                            std::wstring(isGroup ? L"NTIUserGroup" : L"InterFileBasePath") + L" \"" +
-                           (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + c.refused);
+                           (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + refused);
     }
 }
-
-const wchar_t kWide[] = L"a group wider than the machine's users";
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Refusals,
-    ::testing::Values(RefusalCase{"UsersInTheTree", L"Users", L"", L""},
-                      RefusalCase{"UnknownNameFailsLaterOnItsOwn", L"No Such Group 4711", L"", L""},
-                      RefusalCase{"OtherDrive", L"Users", L"D:/qx/data", L""},
-                      RefusalCase{"Everyone", L"Everyone", L"", kWide},
-                      RefusalCase{"EveryoneAnyCase", L"eVERYONE", L"", kWide},
-                      RefusalCase{"Anonymous", L"ANONYMOUS LOGON", L"", kWide},
-                      RefusalCase{"AuthenticatedUsers", L"NT AUTHORITY\\Authenticated Users", L"", kWide},
-                      RefusalCase{"Network", L"NETWORK", L"", kWide},
-                      RefusalCase{"GuestsTheDefault", L"Guests", L"", kWide},
-                      RefusalCase{"AUser", L"<me>", L"", L"not a group"},
-                      RefusalCase{"LinkedDirectory", L"Users", L"<link>", L"a link or junction"},
-                      RefusalCase{"Dot", L"Users", L".", L"not an absolute path on a local drive"},
-                      RefusalCase{"Relative", L"Users", L"qx/data", L"not an absolute path on a local drive"},
-                      RefusalCase{"Unc", L"Users", L"//server/share/data", L"not an absolute path on a local drive"},
-                      RefusalCase{"DotDot", L"Users", L"D:/qx/../Windows", L"a path with . or .. in it"},
-                      RefusalCase{"DriveRoot", L"Users", L"C:/", L"the root of a drive"},
-                      RefusalCase{"System32", L"Users", L"C:/Windows/System32", L"inside the Windows or program folders"},
-                      RefusalCase{"ProgramFiles", L"Users", L"c:/program files/Common Files",
-                                  L"inside the Windows or program folders"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 struct Walk {
     UINT result = 0;
@@ -124,13 +84,9 @@ struct Walk {
 
 Walk Grant(const std::vector<std::wstring>& fields, const Settings& settings)
 {
-    qxtest::Session s;
-    Walk w;
-    w.result = msiu::RunAction(s.Handle(), L"Perm", false, [&] { GrantAccess(fields, settings); });
-    w.info = s.capture.Texts(0x4000000);
-    w.warnings = s.capture.Texts(0x2000000);
-    EXPECT_TRUE(s.capture.Texts(0).empty());
-    return w;
+    const auto f = qxkit::InFrame(L"Perm", [&] { GrantAccess(fields, settings); });
+    EXPECT_TRUE(f.fatal.empty());
+    return {f.result, f.info, f.warnings};
 }
 
 TEST(GrantAccess, RootGetsReadExecuteAndFiveDirectoriesFullControl)
@@ -213,72 +169,15 @@ TEST(GrantAccess, InterFileBasePathMayNameTheDataDirectory)
     EXPECT_EQ(store.reads[5], t.fields[3].substr(0, t.fields[3].size() - 1));
 }
 
-// ---- the exported actions ------------------------------------------------------
-
-const qxtest::Props kDirs = {{L"QuorixConfigDir", L"C:\\Srv\\config\\"},    {L"QUORIX_WEB_ROOT_DIR", L"C:\\Srv\\"},
-                             {L"QuorixDataDir", L"C:\\Srv\\data\\"},        {L"QuorixLogsDir", L"C:\\Srv\\logs\\"},
-                             {L"QuorixSessionsDir", L"C:\\Srv\\sessions\\"}};
-
-const std::vector<std::wstring> kExec = {
-    L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-    L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
-    L"INSERT INTO `CustomAction` (`Action`, `Type`, `Source`, `Target`) VALUES "
-    L"('FixDirPermissionsExec', 3073, 'QuorixCA', 'FixDirPermissionsDeferred')",
-};
-
-TEST(FixDirPermissions, PacksTheSixFields)
-{
-    qxtest::Session s(kDirs, kExec);
-    ASSERT_EQ(qxtest::Action("FixDirPermissions")(s.Handle()), 0u);
-    EXPECT_EQ(s.Property(L"FixDirPermissionsExec"),
-              L"C:\\Srv\\config\\quorix.dat|C:\\Srv\\|C:\\Srv\\config\\|C:\\Srv\\data\\|C:\\Srv\\logs\\|"
-              L"C:\\Srv\\sessions\\");
-}
-
-TEST(FixDirPermissions, PropertiesAreReadLastToFirst)
-{
-    const wchar_t* order[] = {L"QuorixSessionsDir", L"QuorixLogsDir", L"QuorixDataDir", L"QuorixConfigDir",
-                              L"QUORIX_WEB_ROOT_DIR"};
-    for (size_t missing = 0; missing < 5; ++missing) {
-        qxtest::Session s(kDirs, kExec);
-        for (size_t k = missing; k < 5; ++k) s.SetProperty(order[k], L"");
-        EXPECT_EQ(qxtest::Action("FixDirPermissions")(s.Handle()), 1603u);
-        EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{L"FixDirPermissions:  Property \"" +
-                                                                std::wstring(order[missing]) +
-                                                                L"\" does not exist  (0x80070057)"});
-    }
-}
-
-TEST(FixDirPermissionsDeferred, SixFieldsAndNoFileOpenedOutsideTheScript)
-{
-    const std::pair<std::wstring, UINT> cases[] = {
-        {L"Z:\\no\\such\\quorix.dat|a|b|c|d|e", 0u},
-        {L"Z:\\no\\such\\quorix.dat|a|b|c|d", 1603u},
-        {L"Z:\\no\\such\\quorix.dat|a|b|c|d|e|f", 1603u},
-    };
-    for (const auto& c : cases) {
-        qxtest::Session s(qxtest::Props{{L"CustomActionData", c.first}});
-        EXPECT_EQ(qxtest::Action("FixDirPermissionsDeferred")(s.Handle()), c.second);
-        if (c.second)
-            EXPECT_EQ(s.capture.Texts(0), std::vector<std::wstring>{
-                                              L"FixDirPermissionsDeferred:  Missing or incomplete CA data  (0x80070057)"});
-        else
-            EXPECT_TRUE(s.capture.messages.empty()) << "the missing file was never opened";
-    }
-}
-
 TEST(ReadSettings, UnreadableFileFailsWithTheLastMessage)
 {
     qxtest::TempDir dir;
     const std::wstring dat = dir.File(L"quorix.dat");
-    qxtest::Session s;
-    const UINT result = msiu::RunAction(s.Handle(), L"Perm", false, [&] { quorix::permissions::ReadSettings(dat); });
-    EXPECT_EQ(result, 1603u);
-    const auto fatal = s.capture.Texts(0);
-    ASSERT_EQ(fatal.size(), 1u);
-    EXPECT_EQ(fatal[0].rfind(L"Perm:  Failed to read quorix.dat: ", 0), 0u);
-    // The reader's own messages went to the log first.
-    EXPECT_FALSE(s.capture.Texts(0x4000000).empty());
+    const auto f = qxkit::InFrame(L"Perm", [&] { quorix::permissions::ReadSettings(dat); });
+    EXPECT_EQ(f.result, 1603u);
+    ASSERT_EQ(f.fatal.size(), 1u);
+    EXPECT_EQ(f.fatal[0].rfind(L"Perm:  Failed to read quorix.dat: ", 0), 0u);
+    EXPECT_FALSE(f.info.empty()) << "the reader's own messages went to the log first";
 }
 
 TEST(ReadSettings, ValuesComeFromTheOptionsSection)
@@ -287,8 +186,7 @@ TEST(ReadSettings, ValuesComeFromTheOptionsSection)
     const std::wstring dat = dir.File(L"quorix.dat");
     qxtest::WriteFileBytes(dat, "Options\nNTIUserGroup Quorix Users\nInterFileBasePath D:/qx/data\nend\n");
     Settings got;
-    qxtest::Session s;
-    EXPECT_EQ(msiu::RunAction(s.Handle(), L"Perm", false, [&] { got = quorix::permissions::ReadSettings(dat); }), 0u);
+    EXPECT_EQ(qxkit::InFrame(L"Perm", [&] { got = quorix::permissions::ReadSettings(dat); }).result, 0u);
     EXPECT_EQ(got.group, L"Quorix Users");
     EXPECT_EQ(got.interFileBasePath, L"D:/qx/data");
 }

@@ -45,7 +45,6 @@ struct Node {
     Value* Find(const std::wstring& name);
     const Value* Find(const std::wstring& name) const;
     void Set(const std::wstring& name, const Value& value);
-    bool Remove(const std::wstring& name);
     // The code the call is told to fail with, or S_OK.
     HRESULT FailureFor(const std::wstring& op, const std::wstring& arg = std::wstring()) const;
     std::wstring Name() const;   // last path element

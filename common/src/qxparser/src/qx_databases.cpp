@@ -1,5 +1,6 @@
 #include "orvane/qx_databases.h"
 
+#include <charconv>
 #include <climits>
 #include <cstring>
 
@@ -85,8 +86,8 @@ int qx_databaseoptions::readLine(const std::string& text, bool isActive, std::st
     if (count != 13 && count != 14) return count;
 
     active = isActive;
-    name = fieldName;
-    path = fieldPath;
+    name = std::move(fieldName);
+    path = std::move(fieldPath);
     nucleic = kind[0] != 'A' && kind[0] != 'a';
     column4 = numbers[0];
     column5 = numbers[1];
@@ -113,19 +114,18 @@ void qx_databaseoptions::rebuildLineText()
         lineText.clear();
         return;
     }
-    auto num = [](int32_t v) { return std::to_string(v); };
-    auto flag = [](bool v) { return std::string(v ? "1" : "0"); };
-    const std::string columns[] = {
-        name,          path,          nucleic ? "NA" : "AA",
-        num(column4),  num(column5),  flag(column6),
-        flag(!column7Off), num(threads), flag(column9),
-        flag(hasAccessionRefRule), num(accessionRule), num(descriptionRule),
-        num(accessionRefRule), num(taxonomyRule),
-    };
-    lineText.clear();
-    for (const std::string& column : columns) {
-        if (!lineText.empty()) lineText += '\t';
-        lineText += column;
+    // Built in place: the merge rebuilds every entry's line, twice.
+    lineText.assign(name);
+    lineText += '\t';
+    lineText += path;
+    lineText += nucleic ? "\tNA" : "\tAA";
+    const int32_t numbers[] = {column4, column5, column6, !column7Off, threads, column9, hasAccessionRefRule,
+                               accessionRule, descriptionRule, accessionRefRule, taxonomyRule};
+    for (int32_t n : numbers) {
+        char digits[16];
+        digits[0] = '\t';
+        const auto done = std::to_chars(digits + 1, digits + sizeof digits, n);
+        lineText.append(digits, done.ptr);
     }
 }
 
@@ -184,6 +184,15 @@ qx_databases& qx_databases::operator=(const qx_databases& other)
     return *this;
 }
 
+qx_databases& qx_databases::operator=(qx_databases&& other) noexcept
+{
+    if (this == &other) return *this;
+    entries = std::move(other.entries);
+    other.entries.clear();
+    sectionAvailable = other.sectionAvailable;
+    return *this;
+}
+
 qx_databases::~qx_databases() = default;
 
 qx_databaseoptions* qx_databases::getDatabase(int i)
@@ -229,8 +238,12 @@ void qx_databases::reset()
 void qx_databases::readSection(section_input& in)
 {
     sectionAvailable = true;
+    const size_t expected = in.linesToEnd();
+    entries.reserve(entries.size() + expected);
+    comments.reserve(comments.size() + expected);
     std::string buffer;
     std::string nameRead;
+    std::string entryText;
     while (in.next()) {
         std::string& line = in.line;
         if (isEndLine(line)) break;
@@ -255,7 +268,8 @@ void qx_databases::readSection(section_input& in)
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();
-            int fields = entry->readLine(std::string(text), active, &nameRead);
+            entryText.assign(text);
+            int fields = entry->readLine(entryText, active, &nameRead);
             if (fields == 13 || fields == 14) {
                 entries.push_back(std::move(entry));
                 comments.push_back(std::move(buffer));

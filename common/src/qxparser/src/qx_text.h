@@ -95,8 +95,14 @@ struct section_input {
     const orvane::qx_databases* databases = nullptr;
     // Where a reader notes a line that a save won't write, and why.
     std::vector<std::pair<int, std::string>>* dropped = nullptr;
+    // The same line as a view into the source's text, for the sections that
+    // keep it without a copy.
+    std::string_view raw = {};
 
     bool next();
+    // About how many lines the section read now has before its end line:
+    // what its line list reserves, so that it doesn't grow by doubling.
+    size_t linesToEnd() const;
     void drop(int from, int to, const std::string& reason)
     {
         if (dropped)

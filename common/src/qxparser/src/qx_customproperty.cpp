@@ -218,27 +218,19 @@ void qx_customproperty::removeProperty(const std::string& name)
 
 void qx_customproperty::writeLines(FILE* file) const
 {
-    // One write per block of lines: a write per field is what a save of a
-    // large section spent most of its time on.
-    std::string block;
-    block.reserve(1 << 16);
+    qxparser_internal::block_writer out(file);
     for (int i = 0; i < lineCount(); ++i) {
         const line_ref& r = lines[static_cast<size_t>(i)];
         if (r.at & kOwned) {
             const own_line& own = ownLines[r.at & ~kOwned];
-            block += own.name;
-            block += own.delimiter;
-            block += own.value;
+            out.put(own.name);
+            out.put(own.delimiter);
+            out.put(own.value);
         } else {
-            block.append(fileText->data() + r.at, r.nameSize + r.delimiterSize + r.valueSize);
+            out.put(std::string_view(fileText->data() + r.at, r.nameSize + r.delimiterSize + r.valueSize));
         }
-        block += '\n';
-        if (block.size() >= (1 << 16) - 4096) {
-            qxparser_internal::writeText(file, block);
-            block.clear();
-        }
+        out.put('\n');
     }
-    qxparser_internal::writeText(file, block);
 }
 
 }  // namespace orvane

@@ -291,16 +291,21 @@ void qx_databases::readSection(section_input& in)
 
 void qx_databases::writeSection(FILE* file) const
 {
-    writeLine(file, "Databases");
+    block_writer out(file);
+    out.put("Databases\n");
     size_t n = entries.size() > comments.size() ? entries.size() : comments.size();
     for (size_t i = 0; i < n; ++i) {
-        if (i < comments.size() && !comments[i].empty()) writeLine(file, comments[i]);
+        if (i < comments.size() && !comments[i].empty()) {
+            out.put(comments[i]);
+            out.put('\n');
+        }
         if (i < entries.size()) {
-            if (!entries[i]->isActive()) writeText(file, "# ");
-            writeLine(file, entries[i]->getLineText());
+            if (!entries[i]->isActive()) out.put("# ");
+            out.put(entries[i]->getLineText());
+            out.put('\n');
         }
     }
-    writeLine(file, "end");
+    out.put("end\n");
 }
 
 }  // namespace orvane

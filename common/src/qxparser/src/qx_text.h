@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -81,6 +82,42 @@ inline void writeLine(FILE* file, std::string_view text)
     writeText(file, text);
     std::fputc('\n', file);
 }
+
+// Gathers small pieces into one write: a write per field was what a save of
+// a large section spent most of its time on. On the stack, so that a save
+// takes no heap for it.
+class block_writer {
+public:
+    explicit block_writer(FILE* f) : file(f) {}
+    block_writer(const block_writer&) = delete;
+    block_writer& operator=(const block_writer&) = delete;
+    ~block_writer() { flush(); }
+
+    void put(std::string_view text)
+    {
+        if (used + text.size() > sizeof block) {
+            flush();
+            if (text.size() > sizeof block) return writeText(file, text);
+        }
+        if (!text.empty()) std::memcpy(block + used, text.data(), text.size());
+        used += text.size();
+    }
+    void put(char c)
+    {
+        if (used == sizeof block) flush();
+        block[used++] = c;
+    }
+    void flush()
+    {
+        writeText(file, std::string_view(block, used));
+        used = 0;
+    }
+
+private:
+    FILE* file;
+    size_t used = 0;
+    char block[16384];
+};
 
 // What a section reader works with: the source of its lines, the list its
 // faults go to and the file's name for the messages; the object that owns

@@ -19,7 +19,18 @@ qx_customproperty::~qx_customproperty() = default;
 
 int qx_customproperty::findName(const std::string& name, int from) const
 {
-    if (from < 0) from = 0;
+    if (from <= 0) {
+        // A few searches don't pay for an index of a large section.
+        if (!index.built && ++index.searches > 16) {
+            for (int i = 0; i < lineCount(); ++i) index.first.emplace(nameView(i), i);
+            index.built = true;
+        }
+        if (index.built) {
+            const auto found = index.first.find(name);
+            return found == index.first.end() ? -1 : found->second;
+        }
+        from = 0;
+    }
     for (int i = from; i < lineCount(); ++i) {
         if (nameView(i) == name) return i;
     }
@@ -71,15 +82,24 @@ qx_customproperty::own_line& qx_customproperty::ownLine(int i)
     line_ref& r = lines[static_cast<size_t>(i)];
     if (!(r.at & kOwned)) {
         own_line copy{getName(i), getDelimiter(i), getValue(i)};
-        ownLines.push_back(std::move(copy));
-        r.at = kOwned | static_cast<uint32_t>(ownLines.size() - 1);
+        r.at = kOwned | static_cast<uint32_t>(addOwnLine(std::move(copy)));
     }
     return ownLines[r.at & ~kOwned];
 }
 
+size_t qx_customproperty::addOwnLine(own_line&& line)
+{
+    // The index holds views into these names; a move of them ends it.
+    if (ownLines.size() == ownLines.capacity()) index.forget();
+    ownLines.push_back(std::move(line));
+    return ownLines.size() - 1;
+}
+
 void qx_customproperty::setName(int i, const std::string& text)
 {
-    if (i >= 0 && i < lineCount()) ownLine(i).name = text;
+    if (i < 0 || i >= lineCount()) return;
+    ownLine(i).name = text;
+    index.forget();
 }
 
 void qx_customproperty::setValue(int i, const std::string& text)
@@ -106,6 +126,7 @@ bool qx_customproperty::uncomment(int i, const char* delimiter)
     size_t at = delim.empty() ? std::string::npos : text.find(delim);
     if (at == std::string::npos) return false;
     own_line& line = ownLine(i);
+    index.forget();
     line.name = text.substr(0, at);
     line.value = text.substr(at + delim.size());
     line.delimiter = delim;
@@ -117,6 +138,7 @@ void qx_customproperty::clearLines()
     lines.clear();
     ownLines.clear();
     fileText.reset();
+    index.forget();
     defaultDelimiter = " ";
 }
 
@@ -126,22 +148,29 @@ void qx_customproperty::copyLines(const qx_customproperty& other)
     ownLines = other.ownLines;
     fileText = other.fileText;
     defaultDelimiter = other.defaultDelimiter;
+    index.forget();
 }
 
 void qx_customproperty::insertLine(const line_ref& ref, bool atFront)
 {
     if (atFront) {
         lines.insert(lines.begin(), ref);
+        index.forget();
     } else {
+        // A few lines added to a large table (the merge's options) mustn't
+        // double it; an eighth more still keeps appends amortised.
+        if (lines.size() == lines.capacity()) lines.reserve(lines.size() + lines.size() / 8 + 16);
         lines.push_back(ref);
+        // emplace keeps an earlier line of the same name.
+        if (index.built) index.first.emplace(nameView(lineCount() - 1), lineCount() - 1);
     }
 }
 
 void qx_customproperty::appendEntry(std::string name, std::string value, std::string delimiter,
                                     bool atFront)
 {
-    ownLines.push_back(own_line{std::move(name), std::move(delimiter), std::move(value)});
-    insertLine(line_ref{kOwned | static_cast<uint32_t>(ownLines.size() - 1), 0, 0, 0}, atFront);
+    const size_t own = addOwnLine(own_line{std::move(name), std::move(delimiter), std::move(value)});
+    insertLine(line_ref{kOwned | static_cast<uint32_t>(own), 0, 0, 0}, atFront);
 }
 
 void qx_customproperty::parseLine(const char* line, bool atFront)
@@ -214,6 +243,7 @@ void qx_customproperty::removeProperty(const std::string& name)
         lines[out++] = lines[i];
     }
     lines.resize(out);
+    index.forget();
 }
 
 void qx_customproperty::writeLines(FILE* file) const

@@ -114,19 +114,24 @@ void qx_databaseoptions::rebuildLineText()
         lineText.clear();
         return;
     }
-    // Built in place: the merge rebuilds every entry's line, twice.
-    lineText.assign(name);
-    lineText += '\t';
-    lineText += path;
-    lineText += nucleic ? "\tNA" : "\tAA";
+    // The numbers first, so that the line is allocated once at its size: the
+    // merge rebuilds every entry's line, twice.
     const int32_t numbers[] = {column4, column5, column6, !column7Off, threads, column9, hasAccessionRefRule,
                                accessionRule, descriptionRule, accessionRefRule, taxonomyRule};
+    char digits[sizeof numbers / sizeof numbers[0] * 12];
+    char* at = digits;
     for (int32_t n : numbers) {
-        char digits[16];
-        digits[0] = '\t';
-        const auto done = std::to_chars(digits + 1, digits + sizeof digits, n);
-        lineText.append(digits, done.ptr);
+        *at++ = '\t';
+        at = std::to_chars(at, digits + sizeof digits, n).ptr;
     }
+    std::string text;
+    text.reserve(name.size() + path.size() + 3 + static_cast<size_t>(at - digits));
+    text += name;
+    text += '\t';
+    text += path;
+    text += nucleic ? "\tNA" : "\tAA";
+    text.append(digits, at);
+    lineText = std::move(text);
 }
 
 void qx_databaseoptions::setPath(const std::string& text)

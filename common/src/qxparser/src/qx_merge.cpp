@@ -274,7 +274,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             }
         }
     }
-    setQuorixOptions(options);
+    // Moved back: the Options section is most of a large file.
+    quorixOptions = std::move(options);
 
     qx_cronoptions cron = cronOptions;
     replacePlaceholders(cron, root, host, url);

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace orvane {
@@ -14,6 +15,12 @@ namespace orvane {
 class qx_customproperty {
 public:
     qx_customproperty();
+    qx_customproperty(const qx_customproperty&) = default;
+    qx_customproperty& operator=(const qx_customproperty&) = default;
+    // A move takes the line table over: the merge's working copies go back
+    // into the file's object without a second copy.
+    qx_customproperty(qx_customproperty&&) = default;
+    qx_customproperty& operator=(qx_customproperty&&) = default;
     virtual ~qx_customproperty();
 
     int lineCount() const { return static_cast<int>(lines.size()); }
@@ -65,7 +72,29 @@ private:
     struct own_line {
         std::string name, delimiter, value;
     };
+    // Where each name first stands, built once a section is searched often
+    // (a WWW section sets every entry it reads by name): without it that is
+    // a search of all lines per line. A copy starts without one.
+    struct name_index {
+        std::unordered_map<std::string_view, int> first;
+        bool built = false;
+        int searches = 0;
+        name_index() = default;
+        name_index(const name_index&) {}
+        name_index& operator=(const name_index&)
+        {
+            forget();
+            return *this;
+        }
+        void forget()
+        {
+            first.clear();
+            built = false;
+            searches = 0;
+        }
+    };
     own_line& ownLine(int i);
+    size_t addOwnLine(own_line&& line);
     void insertLine(const line_ref& ref, bool atFront);
     void parseInto(std::string_view line, bool atFront, bool inText);
 
@@ -73,6 +102,7 @@ private:
     std::vector<own_line> ownLines;
     std::shared_ptr<const std::string> fileText;
     std::string defaultDelimiter;
+    mutable name_index index;
 };
 
 }  // namespace orvane

@@ -1,5 +1,6 @@
 #include "orvane/qx_databases.h"
 
+#include <charconv>
 #include <climits>
 #include <cstring>
 
@@ -85,8 +86,8 @@ int qx_databaseoptions::readLine(const std::string& text, bool isActive, std::st
     if (count != 13 && count != 14) return count;
 
     active = isActive;
-    name = fieldName;
-    path = fieldPath;
+    name = std::move(fieldName);
+    path = std::move(fieldPath);
     nucleic = kind[0] != 'A' && kind[0] != 'a';
     column4 = numbers[0];
     column5 = numbers[1];
@@ -113,20 +114,24 @@ void qx_databaseoptions::rebuildLineText()
         lineText.clear();
         return;
     }
-    auto num = [](int32_t v) { return std::to_string(v); };
-    auto flag = [](bool v) { return std::string(v ? "1" : "0"); };
-    const std::string columns[] = {
-        name,          path,          nucleic ? "NA" : "AA",
-        num(column4),  num(column5),  flag(column6),
-        flag(!column7Off), num(threads), flag(column9),
-        flag(hasAccessionRefRule), num(accessionRule), num(descriptionRule),
-        num(accessionRefRule), num(taxonomyRule),
-    };
-    lineText.clear();
-    for (const std::string& column : columns) {
-        if (!lineText.empty()) lineText += '\t';
-        lineText += column;
+    // The numbers first, so that the line is allocated once at its size: the
+    // merge rebuilds every entry's line, twice.
+    const int32_t numbers[] = {column4, column5, column6, !column7Off, threads, column9, hasAccessionRefRule,
+                               accessionRule, descriptionRule, accessionRefRule, taxonomyRule};
+    char digits[sizeof numbers / sizeof numbers[0] * 12];
+    char* at = digits;
+    for (int32_t n : numbers) {
+        *at++ = '\t';
+        at = std::to_chars(at, digits + sizeof digits, n).ptr;
     }
+    std::string text;
+    text.reserve(name.size() + path.size() + 3 + static_cast<size_t>(at - digits));
+    text += name;
+    text += '\t';
+    text += path;
+    text += nucleic ? "\tNA" : "\tAA";
+    text.append(digits, at);
+    lineText = std::move(text);
 }
 
 void qx_databaseoptions::setPath(const std::string& text)
@@ -184,6 +189,15 @@ qx_databases& qx_databases::operator=(const qx_databases& other)
     return *this;
 }
 
+qx_databases& qx_databases::operator=(qx_databases&& other) noexcept
+{
+    if (this == &other) return *this;
+    entries = std::move(other.entries);
+    other.entries.clear();
+    sectionAvailable = other.sectionAvailable;
+    return *this;
+}
+
 qx_databases::~qx_databases() = default;
 
 qx_databaseoptions* qx_databases::getDatabase(int i)
@@ -229,8 +243,12 @@ void qx_databases::reset()
 void qx_databases::readSection(section_input& in)
 {
     sectionAvailable = true;
+    const size_t expected = in.linesToEnd();
+    entries.reserve(entries.size() + expected);
+    comments.reserve(comments.size() + expected);
     std::string buffer;
     std::string nameRead;
+    std::string entryText;
     while (in.next()) {
         std::string& line = in.line;
         if (isEndLine(line)) break;
@@ -255,7 +273,8 @@ void qx_databases::readSection(section_input& in)
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();
-            int fields = entry->readLine(std::string(text), active, &nameRead);
+            entryText.assign(text);
+            int fields = entry->readLine(entryText, active, &nameRead);
             if (fields == 13 || fields == 14) {
                 entries.push_back(std::move(entry));
                 comments.push_back(std::move(buffer));
@@ -277,16 +296,21 @@ void qx_databases::readSection(section_input& in)
 
 void qx_databases::writeSection(FILE* file) const
 {
-    writeLine(file, "Databases");
+    block_writer out(file);
+    out.put("Databases\n");
     size_t n = entries.size() > comments.size() ? entries.size() : comments.size();
     for (size_t i = 0; i < n; ++i) {
-        if (i < comments.size() && !comments[i].empty()) writeLine(file, comments[i]);
+        if (i < comments.size() && !comments[i].empty()) {
+            out.put(comments[i]);
+            out.put('\n');
+        }
         if (i < entries.size()) {
-            if (!entries[i]->isActive()) writeText(file, "# ");
-            writeLine(file, entries[i]->getLineText());
+            if (!entries[i]->isActive()) out.put("# ");
+            out.put(entries[i]->getLineText());
+            out.put('\n');
         }
     }
-    writeLine(file, "end");
+    out.put("end\n");
 }
 
 }  // namespace orvane

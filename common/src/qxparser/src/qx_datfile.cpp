@@ -409,6 +409,8 @@ void qx_datfile::replacePlaceholders(qx_customproperty& section, const std::stri
                                      const std::string& host, const std::string& url)
 {
     for (int i = 0; i < section.lineCount(); ++i) {
+        // Every placeholder starts so; most lines have none and cost no copy.
+        if (section.valueView(i).find("###") == std::string_view::npos) continue;
         std::string value = section.getValue(i);
         std::string original = value;
         replaceFirst(value, "###ROOT###", root);

@@ -157,6 +157,34 @@ local_open openLocal(const std::string& path, long long maxBytes, bool noLinks, 
     return local_open::ok;
 }
 
+// The rest of an opened file, at most maxBytes of it (a file that grows
+// while it is read stops there), into one buffer; closes the file.
+std::string readWhole(FILE* file, long long maxBytes)
+{
+    qxparser_internal::file_ptr guard(file);
+    std::string body;
+#ifdef _WIN32
+    struct _stat64 info;
+    const long long known = _fstat64(_fileno(file), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
+#else
+    struct stat info;
+    const long long known = ::fstat(fileno(file), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
+#endif
+    body.resize(static_cast<size_t>(known < maxBytes ? known : maxBytes));
+    const size_t have = std::fread(&body[0], 1, body.size(), file);
+    body.resize(have);
+    // st_size may be behind what a writer has added meanwhile; a probe on
+    // the stack keeps the buffer at its size when it isn't, which is nearly
+    // always.
+    char more[4096];
+    size_t n = 0;
+    while (static_cast<long long>(body.size()) < maxBytes && (n = std::fread(more, 1, sizeof more, file)) > 0) {
+        const size_t room = static_cast<size_t>(maxBytes - static_cast<long long>(body.size()));
+        body.append(more, n < room ? n : room);
+    }
+    return body;
+}
+
 }  // namespace
 
 void qx_filesource::setIncludeReader(qx_includereader reader)
@@ -178,9 +206,8 @@ void qx_filesource::close()
 {
     current = nullptr;
     lines = 0;
-    textStream.reset();
+    stream.reset();
     text.reset();
-    fileStream.reset();
 }
 
 bool qx_filesource::open(const char* name, int mode, int parameter)
@@ -203,8 +230,7 @@ bool qx_filesource::open(const char* name, int mode, int parameter)
         }
         return false;
     }
-    fileStream = std::make_unique<qxparser_internal::file_stream>(file);
-    current = fileStream.get();
+    openText(readWhole(file, kMaxFileBytes));
     return checkEncoding();
 }
 
@@ -223,7 +249,7 @@ bool qx_filesource::openInclude(const std::string& path, const std::string& from
             if (list) list->addError(qxerr::includeRefused, from.c_str(), line, path.c_str(), "larger than 1 MB");
             return false;
         }
-        openText(body.data(), body.size());
+        openText(std::move(body));
         name = path;
         return checkEncoding();
     }
@@ -245,8 +271,8 @@ bool qx_filesource::openInclude(const std::string& path, const std::string& from
         }
         return false;
     }
-    fileStream = std::make_unique<qxparser_internal::file_stream>(file);
-    current = fileStream.get();
+    openText(readWhole(file, kMaxIncludeBytes));
+    name = path;
     return checkEncoding();
 }
 
@@ -304,12 +330,15 @@ bool qx_filesource::openUrl(const char* name, int mode, int parameter)
 
 void qx_filesource::openText(const char* data, size_t size)
 {
+    openText(std::string(data, size));
+}
+
+void qx_filesource::openText(std::string&& body)
+{
     close();
-    text.reset(new char[size + 1]);
-    if (size) std::memcpy(text.get(), data, size);
-    text[size] = '\0';
-    textStream = std::make_unique<qxparser_internal::memory_stream>(text.get(), size);
-    current = textStream.get();
+    text = std::make_shared<const std::string>(std::move(body));
+    stream = std::make_unique<qxparser_internal::byte_stream>(text->data(), text->size());
+    current = stream.get();
 }
 
 namespace {
@@ -338,9 +367,22 @@ bool qx_filesource::getLine(char* buffer, int size, int& length, char*& start)
     return true;
 }
 
+std::string_view qx_filesource::remainingText() const
+{
+    return current ? current->head() : std::string_view();
+}
+
 bool qx_filesource::getLine(std::string& line)
 {
-    line.clear();
+    std::string_view view;
+    const bool got = getLine(view);
+    line.assign(view.data(), view.size());
+    return got;
+}
+
+bool qx_filesource::getLine(std::string_view& line)
+{
+    line = std::string_view();
     if (!current) return false;
     bool tooLong = false;
     const size_t taken = current->readLine(line, kMaxLineBytes, tooLong);
@@ -348,7 +390,7 @@ bool qx_filesource::getLine(std::string& line)
         if (errors)
             errors->getErrorRepository().addError(qxerr::lineTooLong, name.c_str(), lines + 1,
                                                   static_cast<int>(kMaxLineBytes));
-        line.clear();
+        line = std::string_view();
         current = nullptr;
         return false;
     }
@@ -357,7 +399,7 @@ bool qx_filesource::getLine(std::string& line)
     if (std::memchr(line.data(), '\0', line.size())) {
         // No text of ours holds one, and no save could write it back.
         if (errors) errors->getErrorRepository().addError(qxerr::wideText, name.c_str(), lines);
-        line.clear();
+        line = std::string_view();
         current = nullptr;
         return false;
     }
@@ -368,8 +410,7 @@ bool qx_filesource::getLine(std::string& line)
     while (end > 0 && line[end - 1] == '\r') --end;
     size_t begin = 0;
     while (begin < end && isBlankOrTab(line[begin])) ++begin;
-    if (end < line.size()) line.erase(end);
-    if (begin > 0) line.erase(0, begin);
+    line = line.substr(begin, end - begin);
     return true;
 }
 

@@ -2,6 +2,8 @@
 // quorix.dat. Everything is worked out on copies of the sections, which go
 // back into the object one by one; only the caller's save writes the file.
 #include <string>
+#include <string_view>
+#include <unordered_set>
 
 #include "orvane/qx_datfile.h"
 #include "orvane/qx_machine.h"
@@ -180,7 +182,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     setParseOptions(rules);
 
     for (int i = 0; i < databaseCopy.getNumberOfDatabases(); ++i) {
-        qx_databaseoptions entry = *databaseCopy.getDatabase(i);
+        // Changed in place: the copy is the merge's own already.
+        qx_databaseoptions& entry = *databaseCopy.getDatabase(i);
         std::string path = entry.getPath();
         const std::string placeholder = "###ROOT###/sequence";
         const size_t at = path.find(placeholder);
@@ -198,9 +201,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             }
         }
         if (entry.getName() == "SwissProt" && fresh) entry.setActive(false);
-        databaseCopy.updateDatabase(i, entry);
     }
-    setDatabases(databaseCopy);
+    // Moved, not copied: a second copy of every entry is the merge's peak.
+    databases = std::move(databaseCopy);
 
     qx_wwwoptions www = wwwOptions;
     if (swissProtAdded) {
@@ -241,9 +244,19 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     }
     if (flags & kAppendOptions) {
         const qx_quorixoptions& templateOptions = templ.getQuorixOptions();
+        // One pass over the file's options tells which of the template's
+        // names it has, instead of a search of all of them for each name.
+        std::unordered_set<std::string_view> present;
+        for (int k = 0; k < templateOptions.lineCount(); ++k) present.insert(templateOptions.nameView(k));
+        std::unordered_set<std::string_view> has;
+        for (int i = 0; i < options.lineCount(); ++i) {
+            // The set keeps the template's view: the options' own may move.
+            const auto found = present.find(options.nameView(i));
+            if (found != present.end()) has.insert(*found);
+        }
         for (int k = 0; k < templateOptions.lineCount(); ++k) {
             const std::string name = templateOptions.getName(k);
-            if (options.findName(name) >= 0) continue;
+            if (!has.insert(templateOptions.nameView(k)).second) continue;
             const std::string value = templateOptions.getValue(k);
             options.appendEntry(name, value, " ");
             // What the log says was added is in the saved file.
@@ -261,7 +274,8 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             }
         }
     }
-    setQuorixOptions(options);
+    // Moved back: the Options section is most of a large file.
+    quorixOptions = std::move(options);
 
     qx_cronoptions cron = cronOptions;
     replacePlaceholders(cron, root, host, url);

@@ -15,8 +15,17 @@ namespace {
 // Options keys count with their case.
 inline bool hasKey(std::string_view line, std::string_view key)
 {
-    return line.substr(0, key.size()) == key;
+    // The first byte rules out nearly every key before a compare is called.
+    return !line.empty() && line[0] == key[0] && line.substr(0, key.size()) == key;
 }
+
+// Whether any key of the four tables starts with a byte: a line whose first
+// byte starts none of them goes straight to the keys read one by one.
+struct first_bytes {
+    bool any[256] = {};
+    void add(std::string_view key) { any[static_cast<unsigned char>(key[0])] = true; }
+    bool has(std::string_view line) const { return !line.empty() && any[static_cast<unsigned char>(line[0])]; }
+};
 
 // Behind the key and the blanks, tabs and colons that follow it.
 inline size_t valueStart(std::string_view line, size_t at)
@@ -77,6 +86,21 @@ void qx_quorixoptions::readValue(const std::string& line, section_input& in)
         bool qx_quorixoptions::*member;
         bool def;
     };
+    static const first_bytes tableStarts = [] {
+        first_bytes starts;
+#define QX_START(Getter, member, key, ...) starts.add(key);
+        QX_OPTIONS_FLAGS(QX_START)
+        QX_OPTIONS_INTS(QX_START)
+        QX_OPTIONS_TEXTS(QX_START)
+        QX_OPTIONS_RESTS(QX_START)
+#undef QX_START
+        return starts;
+    }();
+    if (!tableStarts.has(line)) {
+        readSpecial(line, in);
+        return;
+    }
+
     static const flag_row flags[] = {
 #define QX_ROW(Getter, member, key, def) {key, &qx_quorixoptions::member, def},
         QX_OPTIONS_FLAGS(QX_ROW)

@@ -7,7 +7,25 @@ namespace qxparser_internal {
 
 bool section_input::next()
 {
-    return source.getLine(line);
+    const bool got = source.getLine(raw);
+    line.assign(raw.data(), raw.size());
+    return got;
+}
+
+size_t section_input::linesToEnd() const
+{
+    std::string_view rest = source.remainingText();
+    size_t count = 0;
+    while (!rest.empty()) {
+        size_t start = rest.find_first_not_of(" \t");
+        if (start == std::string_view::npos) break;
+        if (isEndLine(rest.substr(start, 4))) break;
+        const size_t nl = rest.find('\n', start);
+        ++count;
+        if (nl == std::string_view::npos) break;
+        rest.remove_prefix(nl + 1);
+    }
+    return count;
 }
 
 }  // namespace qxparser_internal
@@ -26,6 +44,7 @@ void qx_section::resetLines(const char* delimiter)
 void qx_section::readSection(section_input& in)
 {
     sectionAvailable = true;
+    reserveLines(in.linesToEnd());
     std::string text;
     bool plain = false;
     while (storeNextLine(in, text, plain)) {
@@ -51,7 +70,8 @@ bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain
     // keeps its blanks.
     if (cutStored && isEndLine(text)) cutStored = false;
     if (cutStored && text.size() != line.size()) in.rewrite(in.source.lineNumber(), "blanks at the end cut");
-    parseLine(std::string_view(cutStored ? text : line));
+    // The cut only shortens the line, so either form is a place in the text.
+    storeLine(cutStored ? in.raw.substr(0, text.size()) : in.raw, in.source.sharedText());
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -82,6 +83,42 @@ inline void writeLine(FILE* file, std::string_view text)
     std::fputc('\n', file);
 }
 
+// Gathers small pieces into one write: a write per field was what a save of
+// a large section spent most of its time on. On the stack, so that a save
+// takes no heap for it.
+class block_writer {
+public:
+    explicit block_writer(FILE* f) : file(f) {}
+    block_writer(const block_writer&) = delete;
+    block_writer& operator=(const block_writer&) = delete;
+    ~block_writer() { flush(); }
+
+    void put(std::string_view text)
+    {
+        if (used + text.size() > sizeof block) {
+            flush();
+            if (text.size() > sizeof block) return writeText(file, text);
+        }
+        if (!text.empty()) std::memcpy(block + used, text.data(), text.size());
+        used += text.size();
+    }
+    void put(char c)
+    {
+        if (used == sizeof block) flush();
+        block[used++] = c;
+    }
+    void flush()
+    {
+        writeText(file, std::string_view(block, used));
+        used = 0;
+    }
+
+private:
+    FILE* file;
+    size_t used = 0;
+    char block[16384];
+};
+
 // What a section reader works with: the source of its lines, the list its
 // faults go to and the file's name for the messages; the object that owns
 // that list (for the sources an @include opens) and the databases read so
@@ -97,8 +134,14 @@ struct section_input {
     std::vector<std::pair<int, std::string>>* dropped = nullptr;
     // Where it notes a line that a save writes in another form only.
     std::vector<std::pair<int, std::string>>* rewritten = nullptr;
+    // The same line as a view into the source's text, for the sections that
+    // keep it without a copy.
+    std::string_view raw = {};
 
     bool next();
+    // About how many lines the section read now has before its end line:
+    // what its line list reserves, so that it doesn't grow by doubling.
+    size_t linesToEnd() const;
     void drop(int from, int to, const std::string& reason)
     {
         if (dropped)

@@ -82,6 +82,8 @@ public:
     // the section, so a copy keeps its own.
     qx_databases(const qx_databases& other);
     qx_databases& operator=(const qx_databases& other);
+    // The same for entries that the other object gives up.
+    qx_databases& operator=(qx_databases&& other) noexcept;
     virtual ~qx_databases();
 
     int getNumberOfDatabases() const { return static_cast<int>(entries.size()); }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace orvane {
 
@@ -127,6 +128,8 @@ public:
     bool open(const char* name, int mode = 1, int parameter = 0);
     // Serves lines out of a text held in memory, as for an HTTP response body.
     void openText(const char* data, size_t size);
+    // The same, taking the text over without a copy.
+    void openText(std::string&& body);
     bool isOpen() const { return current != nullptr; }
     // The file of an @include at line `line` of `from`: a regular file only,
     // not a link, at most kMaxIncludeBytes. Failures are reported here.
@@ -145,6 +148,12 @@ public:
     // tabs and trailing carriage returns. `line` keeps its capacity between
     // calls, so a read allocates only when a longer line appears.
     bool getLine(std::string& line);
+    // The same line as a view into the source's text, which sharedText()
+    // keeps alive for as long as a reader holds on to it.
+    bool getLine(std::string_view& line);
+    const std::shared_ptr<const std::string>& sharedText() const { return text; }
+    // What no line has been handed out of yet.
+    std::string_view remainingText() const;
 
 private:
     void close();
@@ -159,9 +168,9 @@ private:
 
     qx_errors* errors;
     qx_connection_settings settings;
-    std::unique_ptr<qxparser_internal::byte_stream> textStream;
-    std::unique_ptr<char[]> text;
-    std::unique_ptr<qxparser_internal::byte_stream> fileStream;
+    // The whole text, read at once: lines are views into it.
+    std::shared_ptr<const std::string> text;
+    std::unique_ptr<qxparser_internal::byte_stream> stream;
     qxparser_internal::byte_stream* current = nullptr;
 };
 

@@ -39,6 +39,8 @@ protected:
     qx_section() = default;
     qx_section(const qx_section&) = default;
     qx_section& operator=(const qx_section&) = default;
+    qx_section(qx_section&&) = default;
+    qx_section& operator=(qx_section&&) = default;
 
     void resetLines(const char* delimiter);
     // Takes the next line of the section into the property list. False at

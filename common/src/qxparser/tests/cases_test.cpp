@@ -1,11 +1,9 @@
 // The data-driven tests of reading and saving quorix.dat. Two kinds of data:
 // - corpus/NAME.dat against NAME.expected (the save, byte for byte) and
 //   NAME.messages (as qxdat and the install log show them);
-// - cases/*.txt, blocks of "== name", the file's lines, "-- expect" and what
-//   the read gives: every message, every value that differs from an empty
-//   file's, and "-- saved" with the save when it differs from the input.
-// In case files <TAB>, <CR> and <1A> stand for those bytes and a last line
-// "<NOEOL>" drops the final line end. QX_BLESS=1 rewrites the expectations.
+// - cases/*.txt (see runBlocks): the file's lines, and what the read gives:
+//   every message, every value that differs from an empty file's, and
+//   "-- saved" with the save when it differs from the input.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -21,26 +19,9 @@
 
 namespace fs = std::filesystem;
 using namespace orvane;
-using qxtestfiles::readBytes;
+using namespace qxtestfiles;
 
 namespace {
-
-std::string replaceAll(std::string s, const std::string& from, const std::string& to)
-{
-    for (size_t at = 0; !from.empty() && (at = s.find(from, at)) != std::string::npos; at += to.size())
-        s.replace(at, from.size(), to);
-    return s;
-}
-
-std::string decode(std::string s)
-{
-    return replaceAll(replaceAll(replaceAll(s, "<TAB>", "\t"), "<CR>", "\r"), "<1A>", "\x1a");
-}
-
-std::string encode(std::string s)
-{
-    return replaceAll(replaceAll(replaceAll(s, "\t", "<TAB>"), "\r", "<CR>"), "\x1a", "<1A>");
-}
 
 template <typename T>
 std::string join(const T& list)
@@ -176,17 +157,6 @@ std::string messages(const qx_errorlist& list, const std::string& path, const st
     return out;
 }
 
-std::string diff(const std::string& expected, const std::string& actual)
-{
-    std::istringstream e(expected), a(actual);
-    std::string out, le, la;
-    for (bool me = true, ma = true; (me = bool(std::getline(e, le))) | (ma = bool(std::getline(a, la)));) {
-        if (me && ma && le == la) out += " " + le + "\n";
-        else out += (me ? "-" + le + "\n" : "") + (ma ? "+" + la + "\n" : "");
-    }
-    return out;
-}
-
 // What a case's input gives, in its expectation's form.
 std::string runCase(const std::string& input, const std::map<std::string, std::string>& defaults)
 {
@@ -212,42 +182,13 @@ TEST(Cases, EveryBlockOfEveryCaseFile)
     qx_datfile empty;
     qxtestfiles::readInto("", empty);
     const auto defaults = dump(empty);
-    const std::string dir = qxtestfiles::corpusDir() + "/../cases";
-    bool bless = std::getenv("QX_BLESS") != nullptr;
     int count = 0;
-    for (const auto& entry : fs::directory_iterator(dir)) {
-        std::ifstream in(entry.path());
-        std::string line, rewritten, name, input, expected;
-        int part = 0;  // 1: input, 2: expectation
-        auto finish = [&] {
-            if (part == 0) return;
-            if (input.size() >= 8 && input.compare(input.size() - 8, 8, "<NOEOL>\n") == 0) {
-                input.resize(input.size() - 8);
-                if (!input.empty()) input.pop_back();
-            }
-            std::string actual = runCase(decode(input), defaults);
-            ++count;
-            if (bless) rewritten += "-- expect\n" + actual;
-            else EXPECT_EQ(expected, actual) << entry.path().filename() << ": " << name << "\n" << diff(expected, actual);
-        };
-        while (std::getline(in, line)) {
-            if (line.rfind("== ", 0) == 0) {
-                finish();
-                name = line.substr(3), input.clear(), expected.clear(), part = 1;
-            } else if (line == "-- expect" && part == 1) {
-                part = 2;
-                continue;
-            }
-            if (part == 2) expected += line + "\n";
-            else {
-                if (part == 1 && line.rfind("== ", 0) != 0) input += line + "\n";
-                rewritten += line + "\n";
-            }
-        }
-        finish();
-        if (bless) std::ofstream(entry.path(), std::ios::binary) << rewritten;
-    }
-    EXPECT_GT(count, 0);
+    for (const auto& entry : fs::directory_iterator(qxtestfiles::corpusDir() + "/../cases"))
+        if (entry.path().extension() == ".txt")
+            count += qxtestfiles::runBlocks(entry.path().string(), [&](const std::string&, const std::string& input) {
+                return runCase(input, defaults);
+            });
+    EXPECT_GT(count, 100);
 }
 
 TEST(Cases, CorpusSavedFormAndMessagesMatchByteForByteAndObeyTheRoundTripLaw)

@@ -34,6 +34,17 @@ TEST(ErrorList, TableOrderAndUnknownCodes)
         EXPECT_GT(row->code, previous);
         previous = row->code;
     }
+    // The texts no test can raise (an engine's or the platform's failures).
+    const std::tuple<int32_t, int32_t, const char*> unraised[] = {
+        {2308, 1, "Wininet failure: %s"},
+        {5889, 1, "Insufficient memory to compress/decompress the data"},
+        {5892, 1, "Unknown zip error"},
+    };
+    for (const auto& [code, severity, text] : unraised) {
+        ASSERT_NE(qx_errorlist::findRow(code), nullptr) << code;
+        EXPECT_EQ(qx_errorlist::findRow(code)->severity, severity);
+        EXPECT_STREQ(qx_errorlist::findRow(code)->format, text);
+    }
     qx_errorlist list;
     list.setLoggingLevel(3);
     for (int32_t code : {0, 30, 257, 262, 512, 1562, 2049, 4096, 5888, -1, 99999}) list.addError(code);

@@ -202,10 +202,6 @@ TEST(ProcessorsTest, ThisMachine)
         EXPECT_EQ(vendor, "");
         EXPECT_EQ(p.getDescription(), "");
     }
-    RecordProperty("vendor", vendor);
-    RecordProperty("description", p.getDescription());
-    RecordProperty("physical", p.getPhysicalCPUCount());
-    RecordProperty("logicalPerPhysical", p.getLogicalPerPhysical());
     std::printf("this machine: %s '%s', %d physical, %d logical per physical, %d cores per package\n",
                 vendor.c_str(), p.getDescription().c_str(), p.getPhysicalCPUCount(), p.getLogicalPerPhysical(),
                 p.getCoresPerPackage());

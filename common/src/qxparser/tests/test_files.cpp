@@ -81,20 +81,6 @@ std::string lfText(const std::string& text)
 #endif
 }
 
-std::string readAndSave(const std::string& input, orvane::qx_datfile& dat)
-{
-    static std::atomic<int> counter{0};
-    int n = counter++;
-    std::string in = tempPath("in" + std::to_string(n) + ".dat");
-    std::string out = tempPath("out" + std::to_string(n) + ".dat");
-    writeBytes(in, input);
-    dat.setFileName(in);
-    dat.read();
-    dat.setFileName(out);
-    dat.save();
-    return readBytes(out);
-}
-
 std::string readInto(const std::string& text, orvane::qx_datfile& dat)
 {
     static std::atomic<int> counter{0};
@@ -176,10 +162,6 @@ int runBlocks(const std::string& path, const std::function<std::string(const std
     return count;
 }
 
-std::string readAndSave(const std::string& input)
-{
-    orvane::qx_datfile dat;
-    return readAndSave(input, dat);
-}
+
 
 }  // namespace qxtestfiles

@@ -21,11 +21,6 @@ std::string readBytes(const std::string& path);
 // CR LF on Windows.
 std::string platformText(const std::string& lfText);
 
-// Writes `input` to a file, reads it into `dat` and saves it to another file;
-// gives what was saved.
-std::string readAndSave(const std::string& input, orvane::qx_datfile& dat);
-std::string readAndSave(const std::string& input);
-
 // Writes `text` to a file of its own and reads it into `dat`; gives the
 // file's path, which the messages name.
 std::string readInto(const std::string& text, orvane::qx_datfile& dat);

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -57,6 +58,38 @@ inline std::string readBytes(const std::string& path)
 inline void expectSame(const char* law, const std::string& first, const std::string& second)
 {
     if (first != second) broken(law, first, second);
+}
+
+// The entries of a model dump whose names start with `prefix`, but for those
+// ending in `unless`.
+inline std::string selected(const std::map<std::string, std::string>& dump, const std::string& prefix,
+                            const std::string& unless = "\x01")
+{
+    std::string out;
+    for (const auto& [key, value] : dump)
+        if (key.compare(0, prefix.size(), prefix) == 0 &&
+            (key.size() < unless.size() || key.compare(key.size() - unless.size(), unless.size(), unless) != 0))
+            out += key + " = " + value + "\n";
+    return out;
+}
+
+// Reads `input` as quorix.dat into `first`, saves it and reads the save:
+// what `describe` says of both reads must be the same. Gives the save.
+template <class Dat, class Describe>
+std::string expectSameAfterSave(const char* law, const std::string& input, Dat& first, Describe describe)
+{
+    const std::string path = workPath("input.dat"), saved = workPath("saved.dat");
+    writeBytes(path, input);
+    first.setFileName(path);
+    first.read();
+    const std::string once = describe(first);
+    first.setFileName(saved);
+    if (!first.save()) broken("a read file saves", input, first.getErrorRepository().getMessage(-1));
+    Dat second;
+    second.setFileName(saved);
+    second.read();
+    expectSame(law, once, describe(second));
+    return readBytes(saved);
 }
 
 }  // namespace qxfuzz

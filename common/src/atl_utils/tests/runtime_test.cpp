@@ -43,8 +43,6 @@ TEST(ComRuntime, OtherApartmentIsRefusedWithComsCode)
             ADD_FAILURE() << "changing the apartment must fail";
         } catch (const PAL::WindowsError& e) {
             EXPECT_EQ(static_cast<uint32_t>(e.Code()), static_cast<uint32_t>(RPC_E_CHANGED_MODE));
-            EXPECT_EQ(e.Line(), 39u);
-            EXPECT_STREQ(e.File(), "common/src/atl_utils/inc/atlu/runtime");
         }
         EXPECT_EQ(Probe(), S_FALSE) << "the failed guard must not uninitialise";
     }).join();

@@ -33,49 +33,22 @@ std::vector<std::string> linesOf(const std::string& text)
 
 }  // namespace
 
-TEST(SourceKind, ClassifiesNames)
+TEST(FileSource, KindsOfNamesAndWholeLines)
 {
-    struct Case {
-        const char* name;
-        int kind;
+    const std::pair<const char*, int> kinds[] = {
+        {nullptr, 0}, {"abc", 0}, {"abcd", 1}, {"http://host/cgi/quorix.dat", 3}, {"HTTPS://host/x/config.xml", 4},
+        {"hTtP:x.xml", 4}, {"https://host/config.XML", 3}, {"a.xml", 2}, {"xml", 0},
+        {"C:\\quorix\\config\\quorix.dat", 1}, {"ftp://host/quorix.dat", 1},
     };
-    const Case cases[] = {
-        {nullptr, 0},
-        {"abc", 0},
-        {"abcd", 1},
-        {"http://host/cgi/quorix.dat", 3},
-        {"HTTPS://host/x/config.xml", 4},
-        {"hTtP:x.xml", 4},
-        {"https://host/config.XML", 3},
-        {"a.xml", 2},
-        {"xml", 0},
-        {"C:\\quorix\\config\\quorix.dat", 1},
-        {"ftp://host/quorix.dat", 1},
-    };
-    for (const Case& c : cases) EXPECT_EQ(sourceKind(c.name), c.kind) << (c.name ? c.name : "null");
-}
-
-TEST(FileSource, WholeLinesAcrossLineEndsBlanksAndLengths)
-{
+    for (const auto& [name, kind] : kinds) EXPECT_EQ(sourceKind(name), kind) << (name ? name : "null");
     std::string longLine(5000, 'x');
-    struct Case {
-        const char* name;
-        std::string input;
-        std::vector<std::string> lines;
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"", {}}, {"\n", {""}}, {"a\nb", {"a", "b"}}, {"   \t \n", {""}},
+        {"\t  key value  \n", {"key value  "}},  // indentation skipped, trailing blanks kept
+        {"a\r\nb\r\n", {"a", "b"}}, {"a\r\r\n", {"a"}}, {"a\rb\n", {"a\rb"}}, {"\x1a\n", {"\x1a"}},
+        {longLine + "\nnext\n", {longLine, "next"}},
     };
-    const Case cases[] = {
-        {"empty input", "", {}},
-        {"one line feed", "\n", {""}},
-        {"last line without line feed", "a\nb", {"a", "b"}},
-        {"blanks only", "   \t \n", {""}},
-        {"indentation skipped, trailing blanks kept", "\t  key value  \n", {"key value  "}},
-        {"CR LF", "a\r\nb\r\n", {"a", "b"}},
-        {"CR CR LF is one line end", "a\r\r\n", {"a"}},
-        {"CR inside a line stays", "a\rb\n", {"a\rb"}},
-        {"Ctrl-Z is data", "\x1a\n", {"\x1a"}},
-        {"a line of 5000 characters arrives whole", longLine + "\nnext\n", {longLine, "next"}},
-    };
-    for (const Case& c : cases) EXPECT_EQ(linesOf(c.input), c.lines) << c.name;
+    for (const auto& [input, lines] : cases) EXPECT_EQ(linesOf(input), lines) << input;
 }
 
 TEST(FileSource, FixedBufferDeliversALongLineInPiecesWithoutLosingTheRest)

@@ -33,38 +33,6 @@ std::string baseUrl(const std::string& state) { return root() + state + "/cgi/";
 
 std::string accessLog() { return readFile(std::string(QX_HTTP_SERVER_DIR) + "/logs/access.log"); }
 
-namespace {
-std::string findRequest(const std::string& part)
-{
-    std::istringstream in(accessLog());
-    std::string line, found;
-    while (std::getline(in, line)) {
-        if (line.find(part) != std::string::npos) {
-            EXPECT_TRUE(found.empty()) << "more than one request with " << part;
-            found = line;
-        }
-    }
-    return found;
-}
-}  // namespace
-
-std::string requestOf(const std::string& part)
-{
-    // Apache logs a request after it has answered it: give it a moment.
-    for (int i = 0; i < 50; ++i) {
-        std::string found = findRequest(part);
-        if (!found.empty()) return found;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return std::string();
-}
-
-bool noRequestWith(const std::string& part)
-{
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    return findRequest(part).empty();
-}
-
 std::string configFile(const std::string& name) { return readFile(std::string(QX_HTTP_CONFIG_DIR) + "/" + name); }
 
 std::string readFile(const std::string& path)

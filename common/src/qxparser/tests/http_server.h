@@ -16,10 +16,6 @@ std::string root();  // "http://127.0.0.1:<port>/"
 
 // The request lines, statuses and agents of the access log, one a line.
 std::string accessLog();
-// The log line of the one request whose line contains `part`; empty if none.
-std::string requestOf(const std::string& part);
-// True if no request with `part` reached the server.
-bool noRequestWith(const std::string& part);
 
 // A file of the server's configuration directory, byte for byte.
 std::string configFile(const std::string& name);

@@ -1,17 +1,22 @@
-// Processor detection, played through simulated machines, and once on the
-// processor this test runs on.
+// Processor detection, played through simulated machines from machines.txt,
+// and once on the processor this test runs on.
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <memory>
+#include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "orvane/qx_processors.h"
+#include "test_files.h"
 
 using orvane::qx_cpuidregs;
 using orvane::qx_processorfacts;
 using orvane::qx_processors;
+using namespace qxtestfiles;
 
 namespace {
 
@@ -97,207 +102,74 @@ sim_machine amd(int cores, std::vector<uint8_t> apics, bool extended = true)
     return m;
 }
 
-struct expected {
-    std::string vendor;
-    std::string description;
-    int32_t hyperThreading;
-    int32_t physical;
-    int32_t logicalPerPhysical;
-    int32_t cores;
-    bool walks;
-    uint64_t siblingMask;
-};
-
-struct machine_case {
-    const char* name;
-    sim_machine machine;
-    expected want;
-};
-
-std::vector<machine_case> machineCases()
+std::string hex(uint64_t v)
 {
-    std::vector<machine_case> cases;
-    cases.push_back({"intel_without_flag", intel(false, 0, 1, {0, 1}),
-                     {"Intel", "No hyper-threading in cpu, single core", 0, 2, 1, 1, false, 0}});
-    cases.push_back({"intel_flag_one_logical", intel(true, 1, 1, {0, 1}),
-                     {"Intel", "hyper-threading disabled in cpu, single core", 2, 2, 1, 1, false, 0}});
-    cases.push_back({"intel_dual_core_without_ht", intel(true, 2, 2, {0, 1}),
-                     {"Intel", "hyper-threading disabled in bios, dual core", 3, 1, 2, 2, true, 0b10}});
-    cases.push_back({"intel_dual_core_ht_one_package", intel(true, 4, 2, {0, 1, 2, 3}),
-                     {"Intel", "hyper-threading enabled, dual core", 1, 1, 4, 2, true, 0b1110}});
-    cases.push_back({"intel_dual_core_ht_two_packages", intel(true, 4, 2, {0, 1, 2, 3, 4, 5, 6, 7}),
-                     {"Intel", "hyper-threading enabled, dual core", 1, 2, 4, 2, true, 0b11101110}});
-    // Siblings that can't show: one logical processor per package each.
-    cases.push_back({"intel_ht_capable_no_siblings", intel(true, 2, 1, {0, 2}),
-                     {"Intel", "hyper-threading disabled in bios, single core", 3, 2, 1, 1, true, 0}});
-    cases.push_back({"intel_three_cores", intel(true, 3, 3, {0, 1, 2}),
-                     {"Intel", "hyper-threading disabled in bios, 3 core", 3, 1, 3, 3, true, 0b110}});
-    cases.push_back({"amd_dual_core", amd(2, {0, 1}), {"AMD", "dual core", 0, 1, 2, 2, true, 0b10}});
-    cases.push_back({"amd_quad_core", amd(4, {0, 1, 2, 3}), {"AMD", "quad core", 0, 1, 4, 4, true, 0b1110}});
-    cases.push_back({"amd_single_core", amd(1, {0, 1}), {"AMD", "single core", 0, 2, 1, 1, false, 0}});
-    cases.push_back({"amd_without_extended_leaves", amd(2, {0, 1}, false), {"AMD", "single core", 0, 2, 2, 1, false, 0}});
-    {
-        sim_machine other = intel(true, 8, 4, {0, 1});
-        other.leaf0 = {0x16, 0x746E6543, 0x736C7561, 0x48727561};  // CentaurHauls
-        cases.push_back({"other_make", other, {"", "", 0, 2, 8, 1, false, 0}});
+    char text[20];
+    std::snprintf(text, sizeof text, "%llx", static_cast<unsigned long long>(v));
+    return text;
+}
+
+// A block's first line makes the machine (intel or amd, then key=value
+// words) and detects; each further line changes it and detects again; a line
+// "call ..." asks one of the class's helpers instead.
+std::string play(const std::string& input)
+{
+    std::istringstream lines(input);
+    std::string out, line;
+    sim_machine m;
+    std::unique_ptr<qx_processors> p;
+    while (std::getline(lines, line)) {
+        std::istringstream words(line);
+        std::map<std::string, std::string> k;
+        std::string kind, word;
+        words >> kind;
+        for (; words >> word;) k[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
+        if (kind == "call") {
+            if (k.count("idWidth")) out += std::to_string(qx_processors::idWidth(std::stoi(k["idWidth"]))) + "\n";
+            if (k.count("coreText")) out += qx_processors::coreText(std::stoi(k["coreText"])) + "\n";
+            if (k.count("hyperThreadingText")) out += std::string("[") + qx_processors::hyperThreadingText(std::stoi(k["hyperThreadingText"])) + "]\n";
+            if (k.count("parseCpuList")) out += hex(qx_processorfacts::parseCpuList(replaceAll(k["parseCpuList"], "<LF>", "\n"))) + "\n";
+            continue;
+        }
+        std::vector<uint8_t> apics;
+        for (std::istringstream list(k["apics"]); std::getline(list, word, ',');) apics.push_back(std::stoi(word));
+        if (kind == "intel") m = intel(k["ht"] == "1", std::stoi(k["logical"]), std::stoi(k["cores"]), apics);
+        if (kind == "amd") m = amd(std::stoi(k["cores"]), apics, k["extended"] != "0");
+        if (k["make"] == "centaur") m.leaf0 = {0x16, 0x746E6543, 0x736C7561, 0x48727561};
+        if (k.count("process")) m.process = std::stoull(k["process"], nullptr, 16);
+        if (k.count("system")) m.system = std::stoull(k["system"], nullptr, 16);
+        if (k.count("refuses")) m.refuses = std::stoull(k["refuses"], nullptr, 16);
+        if (k.count("affinityFails")) m.affinityFails = k["affinityFails"] == "1";
+        if (k.count("ht")) m.leaf1.edx = k["ht"] == "1" ? kFlag : 0;
+        m.pins.clear();
+        m.yields = 0;
+        if (p) p->detect();
+        else p = std::make_unique<qx_processors>(m);
+        out += p->getVendor() + " | " + p->getDescription() + " | valid " + std::to_string(p->isValid()) + " ht " +
+               std::to_string(p->getHyperThreading()) + " physical " + std::to_string(p->getPhysicalCPUCount()) +
+               " logical/physical " + std::to_string(p->getLogicalPerPhysical()) + " cores " +
+               std::to_string(p->getCoresPerPackage()) + " siblings " + hex(p->getSiblingMask()) + "\n  system " +
+               std::to_string(p->getSystemCPUCount()) + " process " + std::to_string(p->getProcessCPUCount()) +
+               " mask " + hex(p->getProcessMask()) + " pinned " + hex(m.pinned) + " yields " +
+               std::to_string(m.yields) + "\n  pins";
+        for (uint64_t pin : m.pins) out += " " + hex(pin);
+        out += "\n  packages";
+        for (size_t i = 0; i < apics.size(); ++i) out += " " + std::to_string(p->getPackageId(static_cast<int>(i)));
+        out += "\n";
+        for (int n = 1; n <= p->getErrorRepository().getMessageCount(); ++n)
+            out += "  " + std::to_string(p->getErrorRepository().getErrorNumber(n)) + " " + p->getErrorRepository().getMessage(n) + "\n";
     }
-    return cases;
+    return out;
 }
 
-class machine_test : public testing::TestWithParam<machine_case> {};
+}  // namespace
 
-TEST_P(machine_test, DetectsTopologyAndRestoresAffinity)
+TEST(ProcessorsTest, Machines)
 {
-    machine_case c = GetParam();
-    const uint64_t before = c.machine.process;
-    qx_processors p(c.machine);
-
-    EXPECT_TRUE(p.isValid());
-    EXPECT_EQ(p.getVendor(), c.want.vendor);
-    EXPECT_EQ(p.getDescription(), c.want.description);
-    EXPECT_EQ(p.getHyperThreading(), c.want.hyperThreading);
-    EXPECT_EQ(p.getPhysicalCPUCount(), c.want.physical);
-    EXPECT_EQ(p.getLogicalPerPhysical(), c.want.logicalPerPhysical);
-    EXPECT_EQ(p.getCoresPerPackage(), c.want.cores);
-    EXPECT_EQ(p.getSiblingMask(), c.want.siblingMask);
-    const int count = static_cast<int>(c.machine.apicIds.size());
-    EXPECT_EQ(p.getSystemCPUCount(), count);
-    EXPECT_EQ(p.getProcessCPUCount(), count);
-    EXPECT_EQ(p.getProcessMask(), before);
-
-    if (c.want.walks) {
-        // One pin and one time slice per processor, then the mask as it was.
-        ASSERT_EQ(c.machine.pins.size(), c.machine.apicIds.size() + 1);
-        for (int i = 0; i < count; ++i) EXPECT_EQ(c.machine.pins[i], uint64_t{1} << i);
-        EXPECT_EQ(c.machine.pins.back(), before);
-        EXPECT_EQ(c.machine.yields, count);
-        const int width = qx_processors::idWidth(static_cast<int32_t>(c.machine.leaf1.ebx >> 16 & 0xFF));
-        for (int i = 0; i < count; ++i) EXPECT_EQ(p.getPackageId(i), c.machine.apicIds[i] >> width) << i;
-    } else {
-        EXPECT_TRUE(c.machine.pins.empty());
-        for (int i = 0; i < count; ++i) EXPECT_EQ(p.getPackageId(i), qx_processors::kNotVisited);
-    }
-    EXPECT_EQ(c.machine.pinned, before);
+    EXPECT_GT(runBlocks(corpusDir() + "/../machines.txt", [](const std::string&, const std::string& input) { return play(input); }), 10);
 }
 
-INSTANTIATE_TEST_SUITE_P(Machines, machine_test, testing::ValuesIn(machineCases()),
-                         [](const testing::TestParamInfo<machine_case>& info) { return info.param.name; });
-
-TEST(ProcessorsTest, NarrowProcessMaskStopsTheWalk)
-{
-    sim_machine m = intel(true, 4, 2, {0, 1, 2, 3});
-    m.process = 0b0011;
-    qx_processors p(m);
-    EXPECT_EQ(p.getHyperThreading(), qx_processors::htUnknown);
-    EXPECT_EQ(p.getDescription(), "Cannot detect hyper-threading, dual core");
-    EXPECT_EQ(p.getLogicalPerPhysical(), 1);
-    EXPECT_EQ(p.getPhysicalCPUCount(), 4);
-    EXPECT_EQ(p.getProcessCPUCount(), 2);
-    EXPECT_EQ(p.getProcessMask(), 0b0011u);
-    EXPECT_TRUE(m.pins.empty());
-}
-
-TEST(ProcessorsTest, NarrowProcessMaskOnAmdLeavesHyperThreadingAlone)
-{
-    sim_machine m = amd(2, {0, 1, 2, 3});
-    m.process = 0b0101;
-    qx_processors p(m);
-    EXPECT_EQ(p.getHyperThreading(), qx_processors::htNone);
-    EXPECT_EQ(p.getLogicalPerPhysical(), 1);
-    EXPECT_EQ(p.getDescription(), "dual core");
-}
-
-TEST(ProcessorsTest, RefusedProcessorIsNotVisitedAndLeavesTheMask)
-{
-    sim_machine m = intel(true, 4, 2, {0, 1, 2, 3, 4, 5, 6, 7});
-    m.refuses = 0b00100000;
-    qx_processors p(m);
-    EXPECT_TRUE(p.isValid());
-    EXPECT_EQ(p.getPackageId(5), qx_processors::kNotVisited);
-    EXPECT_EQ(p.getPackageId(4), 1);
-    EXPECT_EQ(p.getProcessMask(), 0b11011111u);
-    EXPECT_EQ(p.getProcessCPUCount(), 8);
-    EXPECT_EQ(p.getPhysicalCPUCount(), 2);
-    EXPECT_EQ(m.pins.back(), 0xFFu);
-    EXPECT_EQ(m.pinned, 0xFFu);
-}
-
-TEST(ProcessorsTest, MaskWithAGapVisitsOnlyItsProcessors)
-{
-    sim_machine m = intel(true, 2, 1, {0, 0, 3});
-    m.process = m.system = 0b101;
-    qx_processors p(m);
-    ASSERT_EQ(m.pins.size(), 3u);
-    EXPECT_EQ(m.pins[0], 0b001u);
-    EXPECT_EQ(m.pins[1], 0b100u);
-    EXPECT_EQ(p.getPackageId(1), qx_processors::kNotVisited);
-    EXPECT_EQ(p.getPackageId(2), 1);
-    EXPECT_EQ(p.getSiblingMask(), 0b100u);
-    EXPECT_EQ(p.getPhysicalCPUCount(), 2);
-    EXPECT_EQ(p.getLogicalPerPhysical(), 1);
-}
-
-TEST(ProcessorsTest, AffinityQueryFailureIsMessage261)
-{
-    sim_machine m = intel(true, 4, 2, {0, 1, 2, 3});
-    m.affinityFails = true;
-    qx_processors p(m);
-    EXPECT_FALSE(p.isValid());
-    const auto& errors = p.getErrorRepository();
-    ASSERT_EQ(errors.getMessageCount(), 1);
-    EXPECT_EQ(errors.getErrorNumber(1), 261);
-    EXPECT_EQ(errors.getMessage(1), "Failed to find information about number of processors available");
-    EXPECT_EQ(p.getSystemCPUCount(), 0);
-    EXPECT_EQ(p.getPhysicalCPUCount(), 0);
-    EXPECT_EQ(p.getProcessCPUCount(), 0);
-}
-
-TEST(ProcessorsTest, DetectAgainStartsFromScratch)
-{
-    sim_machine m = intel(true, 4, 2, {0, 1, 2, 3});
-    m.affinityFails = true;
-    qx_processors p(m);
-    ASSERT_FALSE(p.isValid());
-    m.affinityFails = false;
-    m.pins.clear();
-    p.detect();
-    EXPECT_TRUE(p.isValid());
-    EXPECT_EQ(p.getPhysicalCPUCount(), 1);
-    EXPECT_EQ(p.getLogicalPerPhysical(), 4);
-    EXPECT_EQ(p.getDescription(), "hyper-threading enabled, dual core");
-
-    // The same object on a machine that lost its siblings forgets them.
-    m.leaf1.edx = 0;
-    p.detect();
-    EXPECT_EQ(p.getSiblingMask(), 0u);
-    EXPECT_EQ(p.getPackageId(1), qx_processors::kNotVisited);
-    EXPECT_EQ(p.getDescription(), "No hyper-threading in cpu, dual core");
-}
-
-TEST(ProcessorsTest, IdWidthCountsDoublingsUpToEightBits)
-{
-    const std::pair<int32_t, int> cases[] = {{0, 0}, {1, 0}, {2, 1}, {3, 2}, {4, 2}, {5, 3},
-                                             {8, 3}, {9, 4}, {128, 7}, {129, 8}, {255, 8}};
-    for (const auto& [logical, width] : cases) EXPECT_EQ(qx_processors::idWidth(logical), width) << logical;
-}
-
-TEST(ProcessorsTest, TextsOfStatesAndCores)
-{
-    const std::pair<int32_t, const char*> cores[] = {
-        {1, "single core"}, {2, "dual core"}, {3, "3 core"}, {4, "quad core"}, {6, "6 core"}, {16, "16 core"}};
-    for (const auto& [n, text] : cores) EXPECT_EQ(qx_processors::coreText(n), text);
-    EXPECT_STREQ(qx_processors::hyperThreadingText(5), "");
-    EXPECT_STREQ(qx_processors::hyperThreadingText(-1), "");
-}
-
-TEST(ProcessorsTest, CpuListsAsLinuxWritesThem)
-{
-    const std::pair<const char*, uint64_t> cases[] = {
-        {"0", 0x1},        {"0-1", 0x3},     {"0-1\n", 0x3},   {"0-3,6", 0x4F},  {"2,4-5", 0x34},
-        {"0-70", ~uint64_t{0}}, {"", 0},     {"x", 0},         {"3-1", 0},       {"1,,2", 0},
-        {"-1", 0},         {"63", uint64_t{1} << 63}};
-    for (const auto& [text, mask] : cases) EXPECT_EQ(qx_processorfacts::parseCpuList(text), mask) << text;
-}
+namespace {
 
 // The real processor: whatever it is, the object must agree with itself and
 // leave the process where it was.
@@ -330,10 +202,6 @@ TEST(ProcessorsTest, ThisMachine)
         EXPECT_EQ(vendor, "");
         EXPECT_EQ(p.getDescription(), "");
     }
-    RecordProperty("vendor", vendor);
-    RecordProperty("description", p.getDescription());
-    RecordProperty("physical", p.getPhysicalCPUCount());
-    RecordProperty("logicalPerPhysical", p.getLogicalPerPhysical());
     std::printf("this machine: %s '%s', %d physical, %d logical per physical, %d cores per package\n",
                 vendor.c_str(), p.getDescription().c_str(), p.getPhysicalCPUCount(), p.getLogicalPerPhysical(),
                 p.getCoresPerPackage());

@@ -2,6 +2,7 @@
 // read-and-save of a text.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "orvane/qx_datfile.h"
@@ -20,11 +21,6 @@ std::string readBytes(const std::string& path);
 // CR LF on Windows.
 std::string platformText(const std::string& lfText);
 
-// Writes `input` to a file, reads it into `dat` and saves it to another file;
-// gives what was saved.
-std::string readAndSave(const std::string& input, orvane::qx_datfile& dat);
-std::string readAndSave(const std::string& input);
-
 // Writes `text` to a file of its own and reads it into `dat`; gives the
 // file's path, which the messages name.
 std::string readInto(const std::string& text, orvane::qx_datfile& dat);
@@ -34,5 +30,16 @@ std::string codes(const orvane::qx_errorlist& list);
 
 // The save text back in LF form, whatever platform wrote it.
 std::string lfText(const std::string& platform);
+
+std::string replaceAll(std::string s, const std::string& from, const std::string& to);
+// Case files: <TAB>, <CR> and <1A> stand for those bytes.
+std::string decode(std::string s);
+std::string encode(std::string s);
+
+// Runs every block of a case file: "== name", input lines (a last line
+// "<NOEOL>" drops the final line end), "-- expect" and the lines `run` must
+// give for that input. Fails with the case's name and a diff; QX_BLESS=1
+// rewrites the expectations instead. Gives the number of blocks.
+int runBlocks(const std::string& path, const std::function<std::string(const std::string&, const std::string&)>& run);
 
 }  // namespace qxtestfiles

@@ -189,10 +189,12 @@ TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
         HWND edit = WaitForDialog(L"Quorix Cluster Node");
         ASSERT_NE(edit, nullptr) << "Add opens the edit dialog";
 
-        Type(edit, 1009, L"\\\\localhost\\QuorixNode");
-        // Entering the local path field suggests it from the share.
+        // Entering the local path field suggests it from the share, blanks
+        // around the share aside.
+        Type(edit, 1009, L" \\\\localhost\\QuorixNode ");
         SendMessageW(edit, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(edit, 1011)), TRUE);
         suggested = Text(GetDlgItem(edit, 1011));
+        Type(edit, 1009, L"\\\\localhost\\QuorixNode");
         Type(edit, 1017, L"0");
         Type(edit, 1019, L"4");
 

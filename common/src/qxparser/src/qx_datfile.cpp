@@ -330,6 +330,8 @@ std::string qx_datfile::readTaxonomy(section_input& in)
     if (taxonomy[n]) {
         // The first definition stands; this one's lines fall to the top level.
         errorList.addError(qxerr::taxonomyTwice, static_cast<int>(n));
+        in.drop(in.source.lineNumber(), in.source.lineNumber(),
+                "a second Taxonomy_" + std::to_string(n) + " head; the first section stands");
         return std::string();
     }
     taxonomy[n] = std::make_unique<qx_taxonomyrules>();

@@ -12,6 +12,15 @@ namespace {
 
 using atlutils::AutoDetachCComSafeArray;
 
+VARIANT Text(const wchar_t* t)
+{
+    VARIANT v;
+    VariantInit(&v);
+    v.vt = VT_BSTR;
+    v.bstrVal = SysAllocString(t);
+    return v;
+}
+
 // A one-dimensional array of VARIANTs holding BSTRs, with the given bounds.
 SAFEARRAY* MakeArray(VARTYPE type, LONG lower, const std::vector<const wchar_t*>& texts)
 {
@@ -19,17 +28,9 @@ SAFEARRAY* MakeArray(VARTYPE type, LONG lower, const std::vector<const wchar_t*>
     SAFEARRAY* array = SafeArrayCreate(type, 1, &bound);
     for (size_t i = 0; i < texts.size(); ++i) {
         LONG index = lower + static_cast<LONG>(i);
-        BSTR b = SysAllocString(texts[i]);
-        if (type == VT_VARIANT) {
-            VARIANT v;
-            VariantInit(&v);
-            v.vt = VT_BSTR;
-            v.bstrVal = b;
-            SafeArrayPutElement(array, &index, &v);
-        } else {
-            SafeArrayPutElement(array, &index, b);
-        }
-        SysFreeString(b);
+        VARIANT v = Text(texts[i]);  // the array keeps its own copy
+        SafeArrayPutElement(array, &index, type == VT_VARIANT ? static_cast<void*>(&v) : v.bstrVal);
+        VariantClear(&v);
     }
     return array;
 }
@@ -152,15 +153,6 @@ struct FakeContainer {
     }
 };
 
-VARIANT Text(const wchar_t* t)
-{
-    VARIANT v;
-    VariantInit(&v);
-    v.vt = VT_BSTR;
-    v.bstrVal = SysAllocString(t);
-    return v;
-}
-
 TEST(Enumerator, StepsToTheEndOrTurnsFailuresIntoComErrors)
 {
     struct Case {
@@ -190,7 +182,7 @@ TEST(Enumerator, StepsToTheEndOrTurnsFailuresIntoComErrors)
         EXPECT_EQ(static_cast<uint32_t>(CodeOf([&] { while (e->Next(v.Get())) seen += std::wstring(v.Get().bstrVal) + L";"; })), k.atNext) << k.name;
         EXPECT_EQ(seen, k.seen) << k.name;
         // At the end the last item stays where it was.
-        if (!seen.empty()) EXPECT_STREQ(v.Get().bstrVal, L"two");
+        if (!seen.empty()) { EXPECT_STREQ(v.Get().bstrVal, L"two"); }
         delete e;
     }
 }

@@ -55,6 +55,16 @@ inline std::string readBytes(const std::string& path)
     std::abort();
 }
 
+// "code text" of each message of a list.
+template <class List>
+std::string messages(const List& list)
+{
+    std::string all;
+    for (int n = 1; n <= list.getMessageCount(); ++n)
+        all += std::to_string(list.getErrorNumber(n)) + " " + list.getMessage(n) + "\n";
+    return all;
+}
+
 inline void expectSame(const char* law, const std::string& first, const std::string& second)
 {
     if (first != second) broken(law, first, second);

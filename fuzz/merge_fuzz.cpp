@@ -27,14 +27,6 @@ namespace {
 
 const std::string kTemplate = QX_PACKAGE_DIR "/not.quorix.dat";
 
-std::string allMessages(const qx_errorlist& list)
-{
-    std::string out;
-    for (int n = 1; n <= list.getMessageCount(); ++n)
-        out += std::to_string(list.getErrorNumber(n)) + " " + list.getMessage(n) + "\n";
-    return out;
-}
-
 const char* const kRoot = "C:/Quorix";
 const char* const kHost = "QXHOST";
 const char* const kUrl = "http://qxhost/quorix";
@@ -162,7 +154,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         // The error need not be last: a read's later warnings follow it.
         bool hasError = false;
         for (int n = 1; n <= errors.getMessageCount(); ++n) hasError = hasError || errors.getSeverity(n) == QX_SEV_ERROR;
-        if (!hasError) qxfuzz::broken("a failed merge holds an error", existing, allMessages(errors));
+        if (!hasError) qxfuzz::broken("a failed merge holds an error", existing, qxfuzz::messages(errors));
         return 0;
     }
     const std::string merged = qxfuzz::readBytes(once);
@@ -175,7 +167,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (commentStartsWithPlaceholder(existing)) return 0;
     qx_errorlist again;
     if (!mergeAndSave(once, flags, cluster, twice, again))
-        qxfuzz::broken("a merged file merges again", merged, allMessages(again));
+        qxfuzz::broken("a merged file merges again", merged, qxfuzz::messages(again));
     qxfuzz::expectSame("a second merge changes only placeholders the first left", fillPlaceholders(merged),
                        qxfuzz::readBytes(twice));
     return 0;

@@ -94,14 +94,17 @@ TEST(MsgCatalog, UnknownIdGivesTheNotFoundTextInLowerCaseHex)
 
 #ifdef _WIN32
 
-std::wstring SystemMessage(DWORD id)
+// A message's text from the system (flags 0x1300) or a module (0xB00), trimmed.
+std::wstring Formatted(DWORD flags, HMODULE module, DWORD id)
 {
     wchar_t* buffer = nullptr;
-    DWORD n = FormatMessageW(0x1300, nullptr, id, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
+    DWORD n = FormatMessageW(flags, module, id, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
     std::wstring text = n ? std::wstring(buffer, n) : std::wstring();
     if (buffer) LocalFree(buffer);
     return PAL::TrimRight(text);
 }
+
+std::wstring SystemMessage(DWORD id) { return Formatted(0x1300, nullptr, id); }
 
 TEST(MsgCatalog, SystemTextIsTrimmedAtTheRight)
 {
@@ -137,12 +140,9 @@ std::wstring ModuleMessage(const std::wstring& file, DWORD id)
 {
     HMODULE m = LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
     if (!m) return std::wstring();
-    wchar_t* buffer = nullptr;
-    DWORD n = FormatMessageW(0xB00, m, id, 0, reinterpret_cast<wchar_t*>(&buffer), 0, nullptr);
-    std::wstring text = n ? std::wstring(buffer, n) : std::wstring();
-    if (buffer) LocalFree(buffer);
+    std::wstring text = Formatted(0xB00, m, id);
     FreeLibrary(m);
-    return PAL::TrimRight(text);
+    return text;
 }
 
 TEST(MsgCatalog, LoadsTheUsersLanguageFirstThenTheBritishOne)
@@ -235,17 +235,11 @@ TEST(TextConversion, NullStaysNullAndABadCodePageThrows)
     EXPECT_EQ(PAL::WideText(static_cast<const char*>(nullptr)).c_str(), nullptr);
     EXPECT_EQ(std::string(PAL::NarrowText(static_cast<const wchar_t*>(nullptr))), "");
 
-    for (int direction = 0; direction < 2; ++direction) {
-        try {
-            if (direction == 0) {
-                PAL::NarrowText bad(L"x", 12345);
-            } else {
-                PAL::WideText bad("x", 12345);
-            }
-            ADD_FAILURE() << "an unknown code page must throw";
-        } catch (const ATL::CAtlException& e) {
-            EXPECT_EQ(static_cast<uint32_t>(e.m_hr), 0x80070057u) << direction;
-        }
+    for (int direction = 0; direction < 2; ++direction) try {
+        direction ? void(PAL::WideText("x", 12345)) : void(PAL::NarrowText(L"x", 12345));
+        ADD_FAILURE() << "an unknown code page must throw";
+    } catch (const ATL::CAtlException& e) {
+        EXPECT_EQ(static_cast<uint32_t>(e.m_hr), 0x80070057u) << direction;
     }
 }
 

@@ -10,40 +10,6 @@
 
 namespace {
 
-TEST(Trim, RemovesOnlyBlanksTabsAndLineEndsAtTheRightEnds)
-{
-    struct Case {
-        std::wstring text, left, right, both;
-    };
-    const Case cases[] = {
-        {L"", L"", L"", L""},
-        {L" \t\r\n", L"", L"", L""},
-        {L"x", L"x", L"x", L"x"},
-        {L" \tx y\r\n", L"x y\r\n", L" \tx y", L"x y"},
-        {L"\vx\f", L"\vx\f", L"\vx\f", L"\vx\f"},  // other white space stays
-        {L"a \n b", L"a \n b", L"a \n b", L"a \n b"},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(PAL::TrimLeft(c.text), c.left);
-        EXPECT_EQ(PAL::TrimRight(c.text), c.right);
-        EXPECT_EQ(PAL::Trim(c.text), c.both);
-        const std::string narrow(c.text.begin(), c.text.end());
-        EXPECT_EQ(PAL::Trim(narrow), std::string(c.both.begin(), c.both.end()));
-        EXPECT_EQ(PAL::TrimLeft(narrow), std::string(c.left.begin(), c.left.end()));
-        EXPECT_EQ(PAL::TrimRight(narrow), std::string(c.right.begin(), c.right.end()));
-    }
-}
-
-TEST(CompareNoCase, EqualIgnoringCaseAndOrderedOtherwise)
-{
-    EXPECT_EQ(PAL::CompareNoCase(L"ApacheWeb", L"APACHEweb"), 0);
-    EXPECT_EQ(PAL::CompareNoCase(L"", L""), 0);
-    EXPECT_LT(PAL::CompareNoCase(L"abc", L"ABD"), 0);
-    EXPECT_GT(PAL::CompareNoCase(L"B", L"a"), 0);
-    EXPECT_LT(PAL::CompareNoCase(L"ab", L"ABC"), 0);
-    EXPECT_EQ(PAL::ToLower(L"Mixed Case 12"), L"mixed case 12");
-}
-
 TEST(StrCvtError, TextNamesTheCode)
 {
     const std::pair<int32_t, std::wstring> cases[] = {
@@ -61,9 +27,10 @@ TEST(StrCvtError, TextNamesTheCode)
     EXPECT_EQ(PAL::AssertFailure(1, "x", L"ptr == m_ptr").Text(), L"Assert Failure: ptr == m_ptr");
 }
 
-// Every number parser against tests/numbers.txt: a row is the parser, the
-// base, the text and "value N" or the code of the StrCvtError it throws.
-// <TAB>, <CR> and <LF> stand for those characters; a text ends at " | ".
+// Every number parser, trim and case rule against tests/numbers.txt: a row is
+// the parser, the base, the text and "value N" or the code of the StrCvtError
+// it throws, or "text [T]" for the text functions (narrow and wide alike).
+// <TAB>, <CR>, <LF>, <VT> and <FF> stand for those characters; a text ends at " | ".
 TEST(NumberParsers, ValuesAndExactFailureCodes)
 {
     std::ifstream table(QX_PAL_NUMBERS);
@@ -77,11 +44,21 @@ TEST(NumberParsers, ValuesAndExactFailureCodes)
         std::getline(in, text);
         expected = text.substr(text.find(" | ") + 3);
         text = text.substr(1, text.find(" | ") - 1);
-        for (auto [code, c] : {std::pair{"<TAB>", '\t'}, {"<CR>", '\r'}, {"<LF>", '\n'}})
-            for (size_t at; (at = text.find(code)) != std::string::npos;) text.replace(at, std::strlen(code), 1, c);
+        for (std::string* s : {&text, &expected})
+            for (auto [code, c] : {std::pair{"<TAB>", '\t'}, {"<CR>", '\r'}, {"<LF>", '\n'}, {"<VT>", '\v'}, {"<FF>", '\f'}})
+                for (size_t at; (at = s->find(code)) != std::string::npos;) s->replace(at, std::strlen(code), 1, c);
         const std::wstring wide(text.begin(), text.end());
         std::string got;
-        try {
+        if (parser.rfind("trim", 0) == 0) {
+            auto trim = [&](const auto& t) { return parser == "trim" ? PAL::Trim(t) : parser == "trimleft" ? PAL::TrimLeft(t) : PAL::TrimRight(t); };
+            const std::wstring w = trim(wide);
+            EXPECT_EQ(std::string(w.begin(), w.end()), trim(text)) << line;
+            got = "text [" + trim(text) + "]";
+        } else if (parser == "lower" || parser == "compare") {  // compare: the sign for "A B"
+            const std::wstring w = PAL::ToLower(wide);
+            const int c = PAL::CompareNoCase(wide.substr(0, wide.find(L' ')), wide.substr(wide.find(L' ') + 1));
+            got = parser == "lower" ? "text [" + std::string(w.begin(), w.end()) + "]" : "value " + std::to_string((c > 0) - (c < 0));
+        } else try {
             int64_t v = parser == "ushort" ? static_cast<int64_t>(PAL::StrToUShort(wide, base))
                         : parser == "long"   ? static_cast<int64_t>(PAL::StrToLong(wide, base))
                         : parser == "ulong"  ? static_cast<int64_t>(PAL::StrToULong(wide, base))

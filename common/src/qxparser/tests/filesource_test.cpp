@@ -16,12 +16,9 @@ using qxtestfiles::writeBytes;
 
 namespace {
 
-struct Reporter : qx_errors {
-};
-
 std::vector<std::string> linesOf(const std::string& text)
 {
-    Reporter r;
+    qx_errors r;
     qx_filesource source(&r, qx_connection_settings());
     source.openText(text.data(), text.size());
     std::vector<std::string> lines;
@@ -53,7 +50,7 @@ TEST(FileSource, KindsOfNamesAndWholeLines)
 
 TEST(FileSource, FixedBufferDeliversALongLineInPiecesWithoutLosingTheRest)
 {
-    Reporter r;
+    qx_errors r;
     qx_filesource source(&r, qx_connection_settings());
     char buffer[8];
     int length = -1;
@@ -72,7 +69,7 @@ TEST(FileSource, FixedBufferDeliversALongLineInPiecesWithoutLosingTheRest)
 
 TEST(FileSource, OpenReportsMissingFilesAndUrls)
 {
-    Reporter r;
+    qx_errors r;
     qx_filesource source(&r, qx_connection_settings());
     std::string missing = tempPath("missing.dat");
     EXPECT_FALSE(source.open(missing.c_str()));
@@ -105,7 +102,7 @@ TEST(OpenFile, TakesForwardSlashesAndReportsThePathAsGiven)
     std::filesystem::create_directories(dir);
     std::string present = dir + "/f.txt";
     writeBytes(present, "x");
-    Reporter r;
+    qx_errors r;
     std::FILE* f = openFile(present.c_str(), "r", &r);
     ASSERT_NE(f, nullptr);
     std::fclose(f);
@@ -134,7 +131,7 @@ TEST(FileExists, FilesFoldersAndBareDrives)
 
 TEST(LocateConfigFile, NamedDefaultAndMissing)
 {
-    Reporter r;
+    qx_errors r;
     std::string present = tempPath("locate.dat");
     writeBytes(present, "");
     EXPECT_EQ(locateConfigFile(present.c_str(), &r, 0), present);

@@ -169,8 +169,6 @@ TEST(ProcessorsTest, Machines)
     EXPECT_GT(runBlocks(corpusDir() + "/../machines.txt", [](const std::string&, const std::string& input) { return play(input); }), 10);
 }
 
-namespace {
-
 // The real processor: whatever it is, the object must agree with itself and
 // leave the process where it was.
 TEST(ProcessorsTest, ThisMachine)
@@ -202,9 +200,4 @@ TEST(ProcessorsTest, ThisMachine)
         EXPECT_EQ(vendor, "");
         EXPECT_EQ(p.getDescription(), "");
     }
-    std::printf("this machine: %s '%s', %d physical, %d logical per physical, %d cores per package\n",
-                vendor.c_str(), p.getDescription().c_str(), p.getPhysicalCPUCount(), p.getLogicalPerPhysical(),
-                p.getCoresPerPackage());
 }
-
-}  // namespace

@@ -1,45 +1,66 @@
-// What every fuzz target needs around the code it drives: a scratch folder of
-// its own, bytes in and out of files, and a loud stop when a law breaks.
+// What every fuzz target needs around the code it drives: the entry point,
+// a scratch folder of its own, bytes in and out of files, and a loud stop
+// when a law breaks.
 #pragma once
 
 #include <unistd.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
+
+// The target's body, run on each input as `input`; `return` ends the run.
+#define QX_FUZZ_TARGET                                                                   \
+    static void qxFuzzOne(const std::string& input);                                     \
+    extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)              \
+    { return qxFuzzOne(std::string(reinterpret_cast<const char*>(data), size)), 0; }     \
+    static void qxFuzzOne(const std::string& input)
+
+// Stops the run when `holds` is false; the texts are only built then.
+#define QX_LAW(holds, law, first, second) ((holds) ? void() : qxfuzz::broken(law, first, second))
 
 namespace qxfuzz {
 
-inline const std::string& workDir()
+inline std::string workPath(const std::string& name)
 {
     // In memory where the machine has it: the targets write files at every run.
     static const std::string dir = [] {
-        char shm[] = "/dev/shm/qxfuzz-XXXXXX";
-        if (mkdtemp(shm)) return std::string(shm);
-        char tmp[] = "/tmp/qxfuzz-XXXXXX";
-        if (!mkdtemp(tmp)) std::abort();
-        return std::string(tmp);
+        std::string dir = access("/dev/shm", W_OK) == 0 ? "/dev/shm/qxfuzz-XXXXXX" : "/tmp/qxfuzz-XXXXXX";
+        if (!mkdtemp(&dir[0])) std::abort();
+        return dir;
     }();
-    return dir;
+    return dir + "/" + name;
 }
 
-inline std::string workPath(const std::string& name) { return workDir() + "/" + name; }
-
-inline void writeBytes(const std::string& path, const std::string& bytes)
-{
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
+inline void writeBytes(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary) << bytes; }
 
 inline std::string readBytes(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream all;
-    all << in.rdbuf();
+    all << std::ifstream(path, std::ios::binary).rdbuf();
     return all.str();
+}
+
+// Bytes as wide text one for one, and back: the code page is the platform's business.
+inline std::wstring wide(const std::string& text)
+{
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    return std::wstring(bytes, bytes + text.size());
+}
+inline std::string narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
+
+inline std::vector<std::string> lines(const std::string& text)
+{
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) out.push_back(line);
+    return out;
 }
 
 // Shows what differs and stops the run, so that libFuzzer keeps the input.
@@ -47,12 +68,14 @@ inline std::string readBytes(const std::string& path)
 {
     size_t at = 0;
     while (at < first.size() && at < second.size() && first[at] == second[at]) ++at;
-    std::fprintf(stderr, "law broken: %s\n(they differ from byte %zu)\n--- first:\n", law, at);
-    std::fwrite(first.data(), 1, first.size(), stderr);
-    std::fprintf(stderr, "\n--- second:\n");
-    std::fwrite(second.data(), 1, second.size(), stderr);
-    std::fprintf(stderr, "\n");
+    std::fprintf(stderr, "law broken: %s\n(they differ from byte %zu)\n--- first:\n%s\n--- second:\n%s\n", law, at,
+                 first.c_str(), second.c_str());
     std::abort();
+}
+
+inline void expectSame(const char* law, const std::string& first, const std::string& second)
+{
+    QX_LAW(first == second, law, first, second);
 }
 
 // "code text" of each message of a list.
@@ -65,11 +88,6 @@ std::string messages(const List& list)
     return all;
 }
 
-inline void expectSame(const char* law, const std::string& first, const std::string& second)
-{
-    if (first != second) broken(law, first, second);
-}
-
 // The entries of a model dump whose names start with `prefix`, but for those
 // ending in `unless`.
 inline std::string selected(const std::map<std::string, std::string>& dump, const std::string& prefix,
@@ -77,7 +95,7 @@ inline std::string selected(const std::map<std::string, std::string>& dump, cons
 {
     std::string out;
     for (const auto& [key, value] : dump)
-        if (key.compare(0, prefix.size(), prefix) == 0 &&
+        if (key.rfind(prefix, 0) == 0 &&
             (key.size() < unless.size() || key.compare(key.size() - unless.size(), unless.size(), unless) != 0))
             out += key + " = " + value + "\n";
     return out;
@@ -94,7 +112,7 @@ std::string expectSameAfterSave(const char* law, const std::string& input, Dat& 
     first.read();
     const std::string once = describe(first);
     first.setFileName(saved);
-    if (!first.save()) broken("a read file saves", input, first.getErrorRepository().getMessage(-1));
+    QX_LAW(first.save(), "a read file saves", input, first.getErrorRepository().getMessage(-1));
     Dat second;
     second.setFileName(saved);
     second.read();

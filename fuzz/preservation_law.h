@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,8 @@
 
 namespace qxlaw {
 
-inline std::vector<std::string> words(const std::string& line)
+// The words of a line and the line as its words joined by blanks.
+inline std::vector<std::string> words(const std::string& line, std::string* joined = nullptr)
 {
     std::vector<std::string> out;
     std::string word;
@@ -36,13 +38,7 @@ inline std::vector<std::string> words(const std::string& line)
     }
     // A '#' alone is an empty comment, which may come back as a blank line.
     if (out.size() == 1 && out[0] == "#") out.clear();
-    return out;
-}
-
-inline std::string joined(const std::vector<std::string>& w)
-{
-    std::string out;
-    for (const std::string& s : w) out += s + " ";
+    if (joined) for (const std::string& w : out) *joined += w + " ";
     return out;
 }
 
@@ -62,35 +58,33 @@ inline bool startsNoCase(const std::string& line, const char* prefix)
 inline std::string unaccounted(std::string input, const std::string& output, const orvane::qx_errorlist& messages,
                                bool merged = false)
 {
+    static const char* const heads[] = {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
+                                        "Options", "Cron", "Files", "end", "<BODY><H1>Quorix search status page</H1>"};
     if (input.compare(0, 3, "\xEF\xBB\xBF") == 0) input.erase(0, 3);
     std::set<std::string> kept, keys;
-    size_t start = 0;
-    while (start < output.size()) {
-        size_t nl = output.find('\n', start);
-        if (nl == std::string::npos) nl = output.size();
-        const std::vector<std::string> w = words(output.substr(start, nl - start));
-        kept.insert(joined(w));
+    std::istringstream out(output);
+    for (std::string line, joined; std::getline(out, line); joined.clear()) {
+        const std::vector<std::string> w = words(line, &joined);
+        kept.insert(joined);
         if (!w.empty()) keys.insert(w[0]);
-        start = nl + 1;
     }
     std::set<long> named;
-    std::vector<std::string> texts;
-    long endedAt = -1;
+    std::string texts;
+    bool ended = false;
     int shortEntries = 0;  // each names a Databases line it drops, by its first word as scanned
     for (int n = 1; n <= messages.getMessageCount(); ++n) {
         const std::string text = messages.getMessage(n);
-        texts.push_back(text);
-        if (messages.getErrorNumber(n) == 2307) endedAt = 0;
-        if (messages.getErrorNumber(n) == 1541) ++shortEntries;
+        texts += text + "\n";
+        ended = ended || messages.getErrorNumber(n) == 2307;
+        shortEntries += messages.getErrorNumber(n) == 1541;
         const size_t range = text.rfind("(lines ");
         if (range != std::string::npos) {
             char* end = nullptr;
             const long from = std::strtol(text.c_str() + range + 7, &end, 10);
             // "(lines A-B)" or "(lines A to B)"; a message cut short after A
             // names A alone.
-            const char* rest = end;
-            while (*rest != '\0' && !std::isdigit(static_cast<unsigned char>(*rest)) && *rest != ')') ++rest;
-            const long to = std::isdigit(static_cast<unsigned char>(*rest)) ? std::strtol(rest, nullptr, 10) : from;
+            while (*end != '\0' && !std::isdigit(static_cast<unsigned char>(*end)) && *end != ')') ++end;
+            const long to = std::isdigit(static_cast<unsigned char>(*end)) ? std::strtol(end, nullptr, 10) : from;
             for (long k = from; k <= to && k - from < 1000000; ++k) named.insert(k);
         }
         const size_t at = text.find(", line ");
@@ -98,46 +92,31 @@ inline std::string unaccounted(std::string input, const std::string& output, con
     }
     long number = 0;
     std::string section;
-    start = 0;
-    while (start < input.size()) {
-        size_t nl = input.find('\n', start);
-        if (nl == std::string::npos) nl = input.size();
-        const std::string line = input.substr(start, nl - start);
-        start = nl + 1;
+    std::istringstream in(input);
+    for (std::string line, joined; std::getline(in, line); joined.clear()) {
         ++number;
-        const std::vector<std::string> w = words(line);
+        const std::vector<std::string> w = words(line, &joined);
         // A WWW entry is written from its values, each in plain quotes.
         const bool canonical = section == "www";
         if (w.empty()) continue;
         if (section.empty()) {
             // At the top level only a head opens a section, as in the reader.
-            for (const char* h : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
-                                  "Options", "Cron", "Files"})
-                if (startsNoCase(line.substr(line.find_first_not_of(" \t") == std::string::npos
-                                                 ? 0 : line.find_first_not_of(" \t")), h)) {
-                    section = std::string(h).substr(0, 3);
-                    for (char& c : section) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-                }
+            const size_t first = line.find_first_not_of(" \t");
+            for (const char* h : heads)
+                if (std::string(h) != "end" && h[0] != '<' && startsNoCase(line.substr(first), h))
+                    for (const char c : std::string(h, 3)) section += static_cast<char>(std::tolower(c));
         } else if (startsNoCase(w[0], "end") && (w[0].size() == 3 || line.find(w[0]) + 3 == line.find(' '))) {
             section.clear();
         }
-        if (kept.count(joined(w)) || named.count(number) || endedAt >= 0) continue;
-        if (canonical && keys.count(w[0])) continue;
+        if (kept.count(joined) || named.count(number) || ended || (canonical && keys.count(w[0]))) continue;
         if (merged && (section == "dat" || line.find("###") != std::string::npos)) continue;
-        if (section == "dat" && shortEntries > 0) {
-            --shortEntries;
-            continue;
-        }
+        if (section == "dat" && shortEntries > 0 && shortEntries--) continue;
         // Messages may quote a name cut to its field's size.
         const std::string first = w[0].substr(0, 16);
         bool head = false;
-        for (const char* h : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor", "Options",
-                              "Cron", "Files", "end", "<BODY><H1>Quorix search status page</H1>"})
-            head = head || startsNoCase(first, h);
-        if (head) continue;
-        bool quoted = false;
-        for (const std::string& t : texts) quoted = quoted || t.find(first) != std::string::npos;
-        if (!quoted) return "line " + std::to_string(number) + " is neither kept nor named: " + line;
+        for (const char* h : heads) head = head || startsNoCase(first, h);
+        if (!head && texts.find(first) == std::string::npos)
+            return "line " + std::to_string(number) + " is neither kept nor named: " + line;
     }
     return std::string();
 }

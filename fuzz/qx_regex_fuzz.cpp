@@ -4,39 +4,29 @@
 // text and with no more sub-expressions than it has "\(", or is refused with
 // a text; neither crashes, exhausts memory or the stack on a pattern of a
 // taxonomy's length.
-#include <cstdint>
 #include <regex>
-#include <string>
 
 #include "fuzz_support.h"
 #include "orvane/qx_regex.h"
 #include "qx_regex_std.h"
 
-namespace {
-
-void check(const char* engine, const std::string& pattern, bool compiled, size_t groups, const std::string& error)
-{
-    size_t opened = 0;
-    for (size_t at = pattern.find("\\("); at != std::string::npos; at = pattern.find("\\(", at + 2)) ++opened;
-    if (compiled == !error.empty() || (compiled && groups > opened))
-        qxfuzz::broken(engine, pattern, std::to_string(compiled) + " " + std::to_string(groups) + " " + error);
-}
-
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+QX_FUZZ_TARGET
 {
     // Past the length limit, so that the refusal is driven too.
-    if (size > orvane::qx_regex::kMaxLength + 16) return 0;
-    const std::string pattern(reinterpret_cast<const char*>(data), size);
+    if (input.size() > orvane::qx_regex::kMaxLength + 16) return;
+    size_t opened = 0;
+    for (size_t at = input.find("\\("); at != std::string::npos; at = input.find("\\(", at + 2)) ++opened;
+    const auto check = [&](const char* engine, bool compiled, size_t groups, const std::string& error) {
+        QX_LAW(compiled != error.empty() && (!compiled || groups <= opened), engine, input,
+               std::to_string(compiled) + " " + std::to_string(groups) + " " + error);
+    };
     std::string error;
-    auto native = orvane::qx_regex::compile(pattern, error);
-    check("regcomp: a refusal, and only a refusal, has a text; groups come from \\(", pattern, native != nullptr,
+    auto native = orvane::qx_regex::compile(input, error);
+    check("regcomp: a refusal, and only a refusal, has a text; groups come from \\(", native != nullptr,
           native ? native->subExpressionCount() : 0, error);
     std::regex expression;
     error.clear();
-    const bool standard = qxparser_internal::compileStandard(pattern, expression, error);
-    check("standard engine: a refusal, and only a refusal, has a text; groups come from \\(", pattern, standard,
+    const bool standard = qxparser_internal::compileStandard(input, expression, error);
+    check("standard engine: a refusal, and only a refusal, has a text; groups come from \\(", standard,
           standard ? expression.mark_count() : 0, error);
-    return 0;
 }

@@ -1,52 +1,38 @@
 // Packed data: anything packed unpacks to itself with the same length, and
 // any bytes unpacked either fail with a message or give data that packs and
 // unpacks to itself.
-#include <cstdint>
-#include <string>
-
 #include "fuzz_support.h"
 #include "orvane/qx_zip.h"
 
 using orvane::qx_zip;
+using qxfuzz::messages;
 
-namespace {
-
-void roundTrip(const std::string& plain)
+static void roundTrip(const std::string& plain)
 {
     qx_zip packed(false, plain);
-    if (plain.empty()) {
-        if (packed.isValid()) qxfuzz::broken("empty data is refused", plain, qxfuzz::messages(packed.getErrorRepository()));
-        return;
-    }
-    if (!packed.isValid()) qxfuzz::broken("data packs", plain, qxfuzz::messages(packed.getErrorRepository()));
+    QX_LAW(packed.isValid() != plain.empty(), "data packs, and empty data is refused", plain,
+           messages(packed.getErrorRepository()));
+    if (plain.empty()) return;
     const std::string stream = packed.getCompressed();
-    if (stream.size() != packed.getCompressedLength() || stream.size() < 5)
-        qxfuzz::broken("the packed length is the stream's", plain, std::to_string(packed.getCompressedLength()));
-
+    QX_LAW(stream.size() == packed.getCompressedLength() && stream.size() >= 5, "the packed length is the stream's",
+           plain, std::to_string(packed.getCompressedLength()));
     qx_zip unpacked(true, stream);
-    if (!unpacked.isValid() || unpacked.getErrorRepository().getMessageCount() != 0)
-        qxfuzz::broken("a packed stream unpacks without a message", plain, qxfuzz::messages(unpacked.getErrorRepository()));
-    if (unpacked.getUncompressedLength() != plain.size())
-        qxfuzz::broken("the unpacked length is the plain length", plain, std::to_string(unpacked.getUncompressedLength()));
+    QX_LAW(unpacked.isValid() && unpacked.getErrorRepository().getMessageCount() == 0,
+           "a packed stream unpacks without a message", plain, messages(unpacked.getErrorRepository()));
+    QX_LAW(unpacked.getUncompressedLength() == plain.size(), "the unpacked length is the plain length", plain,
+           std::to_string(unpacked.getUncompressedLength()));
     qxfuzz::expectSame("packing then unpacking gives the input", plain, unpacked.getUncompressed());
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+QX_FUZZ_TARGET
 {
-    const std::string bytes(reinterpret_cast<const char*>(data), size);
-    roundTrip(bytes);
-
-    qx_zip unpacked(true, bytes);
-    if (!unpacked.isValid()) {
-        if (unpacked.getErrorRepository().getMessageCount() == 0)
-            qxfuzz::broken("a failed unpack says why", bytes, "no message");
-        return 0;
-    }
+    roundTrip(input);
+    qx_zip unpacked(true, input);
+    if (!unpacked.isValid())
+        return QX_LAW(unpacked.getErrorRepository().getMessageCount() != 0, "a failed unpack says why", input,
+                      "no message");
     const std::string plain = unpacked.getUncompressed();
-    if (plain.size() != unpacked.getUncompressedLength() || plain.size() > qx_zip::maximumLength)
-        qxfuzz::broken("unpacked data has its stated length", bytes, std::to_string(plain.size()));
+    QX_LAW(plain.size() == unpacked.getUncompressedLength() && plain.size() <= qx_zip::maximumLength,
+           "unpacked data has its stated length", input, std::to_string(plain.size()));
     if (!plain.empty()) roundTrip(plain);
-    return 0;
 }

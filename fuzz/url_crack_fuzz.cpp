@@ -3,9 +3,6 @@
 // that doesn't leaves every part empty.
 #include <wchar.h>
 
-#include <cstdint>
-#include <string>
-
 // The Windows run-time's name for the case-blind wide compare.
 #define _wcsicmp wcscasecmp
 #include "atlu/url.h"
@@ -14,17 +11,9 @@
 #include "fuzz_support.h"
 
 using atlutils::UrlParts;
+using qxfuzz::narrow;
 
-namespace {
-
-std::string narrow(const std::wstring& text)
-{
-    std::string out;
-    for (wchar_t c : text) out += static_cast<char>(c);
-    return out;
-}
-
-std::string describe(const UrlParts& u)
+static std::string describe(const UrlParts& u)
 {
     return "scheme=" + narrow(u.scheme) + " (" + std::to_string(u.schemeNumber) + ")\nhost=" + narrow(u.host) +
            "\nuser=" + narrow(u.user) + "\npassword=" + narrow(u.password) + "\nport=" + std::to_string(u.port) +
@@ -34,38 +23,25 @@ std::string describe(const UrlParts& u)
 // One text for a set of parts. The port is always written where there is a
 // host; a host with a colon goes in brackets unless it holds a bracket
 // itself, when the written port is the last colon again.
-std::wstring compose(const UrlParts& u)
+static std::wstring compose(const UrlParts& u)
 {
     std::wstring url = u.scheme + L":";
     if (!u.host.empty()) {
         url += L"//";
-        if (!u.user.empty() || !u.password.empty()) {
-            url += u.user;
-            if (!u.password.empty()) url += L":" + u.password;
-            url += L"@";
-        }
+        if (!u.user.empty() || !u.password.empty()) url += u.user + (u.password.empty() ? L"" : L":" + u.password) + L"@";
         const bool brackets = (u.host.find(L':') != std::wstring::npos || u.host[0] == L'[') &&
                               u.host.find(L']') == std::wstring::npos;
-        url += brackets ? L"[" + u.host + L"]" : u.host;
-        url += L":" + std::to_wstring(u.port);
+        url += (brackets ? L"[" + u.host + L"]" : u.host) + L":" + std::to_wstring(u.port);
     }
     return url + u.path + u.extra;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+QX_FUZZ_TARGET
 {
-    std::wstring url;
-    for (size_t i = 0; i < size; ++i) url += static_cast<wchar_t>(data[i]);
-    UrlParts first;
-    if (!atlutils::CrackUrl(url, first)) {
-        qxfuzz::expectSame("a refused URL leaves every part empty", describe(UrlParts()), describe(first));
-        return 0;
-    }
+    UrlParts first, second;
+    if (!atlutils::CrackUrl(qxfuzz::wide(input), first))
+        return qxfuzz::expectSame("a refused URL leaves every part empty", describe(UrlParts()), describe(first));
     const std::wstring again = compose(first);
-    UrlParts second;
-    if (!atlutils::CrackUrl(again, second)) qxfuzz::broken("a written URL splits", narrow(url), narrow(again));
+    QX_LAW(atlutils::CrackUrl(again, second), "a written URL splits", input, narrow(again));
     qxfuzz::expectSame("a written URL splits into the same parts", describe(first), describe(second));
-    return 0;
 }

@@ -10,19 +10,13 @@ namespace msiu {
 using HRESULT = int32_t;
 constexpr HRESULT kFail = static_cast<HRESULT>(0x80004005);
 
-class MSIError {
-public:
-    MSIError(HRESULT code, std::wstring text) : code_(code), text_(std::move(text)) {}
-    HRESULT Code() const { return code_; }
-    const std::wstring& Text() const { return text_; }
-
-private:
-    HRESULT code_;
-    std::wstring text_;
+struct MSIError {
+    HRESULT code;
+    std::wstring text;
 };
 
 // Throws with the format as its text: the fuzzer only needs to see that a
 // failure was raised, not its finished wording.
-[[noreturn]] inline void ThrowError(HRESULT code, const wchar_t* format, ...) { throw MSIError(code, format); }
+[[noreturn]] inline void ThrowError(HRESULT code, const wchar_t* format, ...) { throw MSIError{code, format}; }
 
 }  // namespace msiu

@@ -1,98 +1,60 @@
 // The merge's golden files through qxdat, with the fixed machine that they
-// were made with; everything else qxdat does is in run-table's rows, which
-// run against the built program, natively and under Wine.
+// were made with, to a file and on standard output (where the messages move
+// to standard error); everything else qxdat does is in run-table's rows,
+// which run against the built program, natively and under Wine.
 #include <gtest/gtest.h>
 
-#include "test_machine.h"
-
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <string>
-#include <vector>
+
+#include <unistd.h>
 
 #include "orvane/qx_machine.h"
 #include "qxdat_cli.h"
+#include "test_machine.h"
 
-namespace fs = std::filesystem;
-
-namespace {
-
-struct Result {
-    int code;
-    std::string out, err;
-};
-
-Result run(const std::vector<std::string>& args)
+static std::string Read(const std::string& path)
 {
-    std::ostringstream out, err;
-    int code = qxdat::run(args, out, err);
-    return {code, out.str(), err.str()};
-}
-
-std::string read(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream s;
-    s << in.rdbuf();
+    s << std::ifstream(path, std::ios::binary).rdbuf();
     return s.str();
 }
-
-const std::string kTemplate = std::string(QX_PACKAGE_DIR) + "/not.quorix.dat";
-const std::string kMergeDir = QX_MERGE_DIR;
 
 TEST(QxdatMerge, GoldenFilesByFileAndOnStandardOutput)
 {
     qxtestfiles::test_machine machine;
     orvane::qx_machine::replace(&machine);
-    struct Case {
-        const char* name;
-        const char* existing;  // a file of the merge's test folder, or "" for a first install
-        const char* golden;
+    const std::string merge = QX_MERGE_DIR "/", tmp = std::filesystem::temp_directory_path().string() + "/qxdat-golden-" +
+                                                 std::to_string(getpid()) + "-";
+    // A first install (no existing file) and an upgrade; how many lines of messages each gives.
+    const struct {
+        const char *existing, *golden;
         long messages;
-    };
-    const Case cases[] = {
-        {"first_install", "", "first_install.expected", 11},
-        {"upgrade", "admin.dat", "admin_upgrade.expected", 25},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const fs::path d = fs::temp_directory_path() / ("qxdat-golden-" + std::string(c.name));
-        fs::remove_all(d);
-        fs::create_directories(d);
+    } cases[] = {{"", "first_install.expected", 11}, {"admin.dat", "admin_upgrade.expected", 25}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.golden);
         // The settings the golden files were made with; the groups are the defaults.
-        std::vector<std::string> args = {"merge", kTemplate};
-        std::string before;
-        if (*c.existing) {
-            before = read(kMergeDir + "/" + c.existing);
-            std::ofstream((d / "quorix.dat").string(), std::ios::binary) << before;
-            args.push_back((d / "quorix.dat").string());
-        }
+        std::vector<std::string> args = {"merge", QX_PACKAGE_DIR "/not.quorix.dat"};
+        const std::string before = *c.existing ? Read(merge + c.existing) : "", existing = tmp + "quorix.dat";
+        if (*c.existing) std::ofstream(existing, std::ios::binary) << before, args.push_back(existing);
         args.insert(args.end(), {"--root", "C:\\Quorix\\", "--url", "http://qxhost/quorix/", "--seq", "D:\\seq\\"});
-        const std::string golden = read(kMergeDir + "/" + c.golden);
+        const std::string golden = Read(merge + c.golden);
         ASSERT_FALSE(golden.empty());
-
-        std::vector<std::string> toFile = args;
-        toFile.insert(toFile.end(), {"-o", (d / "out.dat").string()});
-        Result file = run(toFile);
-        EXPECT_EQ(file.code, 0) << file.out;
-        EXPECT_EQ(read((d / "out.dat").string()), golden);
-        EXPECT_EQ(file.err, "");
-        EXPECT_EQ(file.out.rfind("qxparser [3:0] -- Successfully loaded not.quorix.dat from " + kTemplate + "\n", 0), 0u);
-        EXPECT_EQ(std::count(file.out.begin(), file.out.end(), '\n'), c.messages) << file.out;
-
-        // Standard output carries the same text, and the messages move aside.
-        Result stdOut = run(args);
-        EXPECT_EQ(stdOut.code, 0) << stdOut.err;
-        EXPECT_EQ(stdOut.out, golden);
-        EXPECT_EQ(stdOut.err, file.out);
-        if (*c.existing) {
-            EXPECT_EQ(read((d / "quorix.dat").string()), before);
-        }
-        fs::remove_all(d);
+        std::ostringstream out[2], err[2];
+        EXPECT_EQ(qxdat::run(args, out[0], err[0]), 0) << err[0].str();
+        args.insert(args.end(), {"-o", tmp + "out.dat"});
+        EXPECT_EQ(qxdat::run(args, out[1], err[1]), 0) << out[1].str();
+        EXPECT_EQ(Read(tmp + "out.dat"), golden);
+        EXPECT_EQ(out[0].str(), golden);
+        EXPECT_EQ(err[1].str(), "");
+        EXPECT_EQ(err[0].str(), out[1].str());
+        const std::string log = out[1].str();
+        EXPECT_EQ(log.rfind("qxparser [3:0] -- Successfully loaded not.quorix.dat from " QX_PACKAGE_DIR "/not.quorix.dat\n", 0), 0u);
+        EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), c.messages) << log;
+        if (*c.existing) EXPECT_EQ(Read(existing), before);
+        std::filesystem::remove(tmp + "out.dat");
+        std::filesystem::remove(existing);
     }
     orvane::qx_machine::replace(nullptr);
 }
-
-}  // namespace

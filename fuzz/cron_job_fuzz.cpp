@@ -30,9 +30,8 @@ QX_FUZZ_TARGET
     qx_errorlist errors;
     if (!qx_cronoptions::parseJob(input, first, errors, "quorix.dat")) {
         const int32_t code = errors.getMessageCount() ? errors.getErrorNumber(1) : qxerr::cronCharacter;
-        QX_LAW(errors.getMessageCount() <= 1 && code >= qxerr::cronCharacter && code <= qxerr::cronDash,
-               "a refused line has at most one Cron message", input, errors.getMessage(-1));
-        return;
+        return QX_LAW(errors.getMessageCount() <= 1 && code >= qxerr::cronCharacter && code <= qxerr::cronDash,
+                      "a refused line has at most one Cron message", input, errors.getMessage(-1));
     }
     QX_LAW(errors.getMessageCount() == 0, "a job line parses quietly", input, errors.getMessage(1));
     QX_LAW(!first.command.empty() && first.command.find_first_of("\r\n") == std::string::npos,

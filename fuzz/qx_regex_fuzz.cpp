@@ -17,7 +17,7 @@ QX_FUZZ_TARGET
     size_t opened = 0;
     for (size_t at = input.find("\\("); at != std::string::npos; at = input.find("\\(", at + 2)) ++opened;
     const auto check = [&](const char* engine, bool compiled, size_t groups, const std::string& error) {
-        QX_LAW(compiled != error.empty() && (!compiled || groups <= opened), engine, input,
+        QX_LAW(compiled == error.empty() && (!compiled || groups <= opened), engine, input,
                std::to_string(compiled) + " " + std::to_string(groups) + " " + error);
     };
     std::string error;

@@ -4,6 +4,7 @@
 // which run against the built program, natively and under Wine.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>

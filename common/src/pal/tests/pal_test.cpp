@@ -203,11 +203,11 @@ TEST(MsgCatalog, LoadsTheUsersLanguageFirstThenTheBritishOne)
                  {L"qxuser", lang, false, fromSystem}};
     for (const auto& c : cases) {
         const std::wstring file = dir + c.base + c.fileLang + L".dll";
-        if (!c.fileLang.empty()) ASSERT_TRUE(CopyFileW(source.c_str(), file.c_str(), FALSE));
+        ASSERT_TRUE(c.fileLang.empty() || CopyFileW(source.c_str(), file.c_str(), FALSE));
         EXPECT_EQ(c.inDir ? DirCatalog(dir, c.base).GetText(id) : PAL::MsgCatalog(c.base).GetText(id), c.expected)
             << c.base << c.inDir;
         EXPECT_EQ(DirCatalog(dir, c.base).GetText(0x7FFF1234u), L"Message 0x7fff1234 not found in the catalog.");
-        if (!c.fileLang.empty()) EXPECT_TRUE(DeleteFileW(file.c_str()));
+        EXPECT_TRUE(c.fileLang.empty() || DeleteFileW(file.c_str()));
     }
     RemoveDirectoryW(dir.c_str());
 }

@@ -31,11 +31,7 @@ QX_FUZZ_TARGET
     std::wostringstream again;
     if (isSigned && base == 10) again << value;
     else again << std::setbase(base) << uint64_t(isSigned ? uint32_t(value) : value);
-    int64_t back = 0;
-    try {
-        back = parse(again.str());
-    } catch (const PAL::StrCvtError&) {
-        qxfuzz::broken("a written number parses", qxfuzz::narrow(again.str()), "refused");
-    }
+    // A written number that is refused escapes as a StrCvtError: a crash libFuzzer keeps.
+    const int64_t back = parse(again.str());
     QX_LAW(back == value, "a written number parses to itself", std::to_string(value), std::to_string(back));
 }

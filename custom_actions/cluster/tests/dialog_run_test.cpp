@@ -5,20 +5,14 @@
 #include "qxtest/kit.h"
 
 #include <atomic>
-#include <chrono>
 #include <functional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
-
 
 extern "C" {
 struct QxGdiplusStartupInput {
-    UINT32 GdiplusVersion;
-    void* DebugEventCallback;
-    BOOL SuppressBackgroundThread;
-    BOOL SuppressExternalCodecs;
+    UINT32 version;
+    void* debugEventCallback;
+    BOOL suppressBackgroundThread, suppressExternalCodecs;
 };
 int WINAPI GdiplusStartup(ULONG_PTR* token, const QxGdiplusStartupInput* input, void* output);
 void WINAPI GdiplusShutdown(ULONG_PTR token);
@@ -100,18 +94,6 @@ void Type(HWND dialog, int id, const std::wstring& text)
     for (wchar_t c : text) SendMessageW(edit, WM_CHAR, c, 0);
 }
 
-void Click(HWND dialog, int id)
-{
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, id)));
-}
-
-HWND FocusOf(HWND dialog)
-{
-    GUITHREADINFO info = {sizeof info};
-    GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &info);
-    return info.hwndFocus;
-}
-
 // The window as the screen shows it, frame included, saved as a PNG file.
 void Screenshot(HWND window, const std::wstring& name)
 {
@@ -122,8 +104,7 @@ void Screenshot(HWND window, const std::wstring& name)
     Settle(window);
     RECT r;
     GetWindowRect(window, &r);
-    HDC screen = GetDC(nullptr);
-    HDC memory = CreateCompatibleDC(screen);
+    HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
     HBITMAP bitmap = CreateCompatibleBitmap(screen, r.right - r.left, r.bottom - r.top);
     HGDIOBJ old = SelectObject(memory, bitmap);
     BitBlt(memory, 0, 0, r.right - r.left, r.bottom - r.top, screen, r.left, r.top, SRCCOPY);
@@ -211,12 +192,14 @@ TEST(ClusterDialogs, EachScriptOfDialogsTxt)
                     if (what == "wait" && !(front = WaitForDialog(qxkit::W(step.substr(5)).c_str())))
                         return got.push_back("no window " + step.substr(5));
                     if (what == "wait") open.push_back(front);
-                    if (what == "click") Click(front, id);
+                    if (what == "click") PostMessageW(front, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(front, id)));
                     if (what == "type") Type(front, id, qxkit::W(rest));
                     if (what == "focus") SendMessageW(front, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(front, id)), TRUE);
                     if (what == "check") SendMessageW(GetDlgItem(front, id), BM_CLICK, 0, 0);
                     if (what == "text") got.push_back("text " + qxkit::N(Text(GetDlgItem(front, id))));
-                    if (what == "focused") got.push_back("focus on " + std::to_string(GetDlgCtrlID(FocusOf(front))));
+                    GUITHREADINFO focus = {sizeof focus};
+                    if (what == "focused" && GetGUIThreadInfo(GetWindowThreadProcessId(front, nullptr), &focus))
+                        got.push_back("focus on " + std::to_string(GetDlgCtrlID(focus.hwndFocus)));
                     if (what == "open") got.push_back(IsWindow(front) && IsWindowVisible(front) ? "still open" : "closed");
                     if (what == "shot") Screenshot(front, qxkit::W(step.substr(5)));
                     if (what == "gone") got.push_back(WaitGone(front) ? "closed" : "still open"), open.pop_back();

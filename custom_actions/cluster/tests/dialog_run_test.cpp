@@ -1,24 +1,18 @@
 // The real dialogs on a display: ShowClusterSetupDlgUI runs on the test's
 // main thread while a driver thread types into the controls and presses the
-// buttons, the way a user would. Screenshots of both dialogs are kept under
-// build/test-results/screenshots/.
+// buttons, the way a user would, as the scripts of dialogs.txt tell.
+// Screenshots of both dialogs are kept under build/test-results/screenshots/.
 #include "qxtest/kit.h"
 
 #include <atomic>
-#include <chrono>
 #include <functional>
-#include <string>
 #include <thread>
-#include <utility>
-#include <vector>
-
 
 extern "C" {
 struct QxGdiplusStartupInput {
-    UINT32 GdiplusVersion;
-    void* DebugEventCallback;
-    BOOL SuppressBackgroundThread;
-    BOOL SuppressExternalCodecs;
+    UINT32 version;
+    void* debugEventCallback;
+    BOOL suppressBackgroundThread, suppressExternalCodecs;
 };
 int WINAPI GdiplusStartup(ULONG_PTR* token, const QxGdiplusStartupInput* input, void* output);
 void WINAPI GdiplusShutdown(ULONG_PTR token);
@@ -100,18 +94,6 @@ void Type(HWND dialog, int id, const std::wstring& text)
     for (wchar_t c : text) SendMessageW(edit, WM_CHAR, c, 0);
 }
 
-void Click(HWND dialog, int id)
-{
-    PostMessageW(dialog, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(dialog, id)));
-}
-
-HWND FocusOf(HWND dialog)
-{
-    GUITHREADINFO info = {sizeof info};
-    GetGUIThreadInfo(GetWindowThreadProcessId(dialog, nullptr), &info);
-    return info.hwndFocus;
-}
-
 // The window as the screen shows it, frame included, saved as a PNG file.
 void Screenshot(HWND window, const std::wstring& name)
 {
@@ -122,8 +104,7 @@ void Screenshot(HWND window, const std::wstring& name)
     Settle(window);
     RECT r;
     GetWindowRect(window, &r);
-    HDC screen = GetDC(nullptr);
-    HDC memory = CreateCompatibleDC(screen);
+    HDC screen = GetDC(nullptr), memory = CreateCompatibleDC(screen);
     HBITMAP bitmap = CreateCompatibleBitmap(screen, r.right - r.left, r.bottom - r.top);
     HGDIOBJ old = SelectObject(memory, bitmap);
     BitBlt(memory, 0, 0, r.right - r.left, r.bottom - r.top, screen, r.left, r.top, SRCCOPY);
@@ -173,151 +154,79 @@ UINT RunWithDriver(qxtest::Session& session, const std::function<void()>& drive)
     return result;
 }
 
-TEST(ClusterDialogs, AddANodeByTypingAndAcceptTheList)
+// dialogs.txt: each "run" opens the setup dialog on the case's session and
+// its steps drive it; "show" and "file" look at the session afterwards.
+TEST(ClusterDialogs, EachScriptOfDialogsTxt)
 {
-    qxtest::TempDir config;
-    qxtest::Session s({{L"QuorixConfigDir", config.Path()}});
-    std::wstring errorText, lineText;
-    bool editStayedOpen = false, focusOnPort = false, editDeleteEnabled = false;
-    std::wstring suggested;
-
-    const UINT result = RunWithDriver(s, [&] {
-        HWND list = WaitForDialog(L"Cluster Setup");
-        ASSERT_NE(list, nullptr) << "the setup dialog opens";
-        Screenshot(list, L"cluster-setup-empty");
-        Click(list, 1004);
-        HWND edit = WaitForDialog(L"Quorix Cluster Node");
-        ASSERT_NE(edit, nullptr) << "Add opens the edit dialog";
-
-        // Entering the local path field suggests it from the share, blanks
-        // around the share aside.
-        Type(edit, 1009, L" \\\\localhost\\QuorixNode ");
-        SendMessageW(edit, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(edit, 1011)), TRUE);
-        suggested = Text(GetDlgItem(edit, 1011));
-        Type(edit, 1009, L"\\\\localhost\\QuorixNode");
-        Type(edit, 1017, L"0");
-        Type(edit, 1019, L"4");
-
-        // A port out of range: the "Error" box, and the dialog stays.
-        Click(edit, IDOK);
-        HWND box = WaitForDialog(L"Error");
-        ASSERT_NE(box, nullptr) << "a failing field shows the box";
-        errorText = Text(GetDlgItem(box, 0xFFFF));
-        Screenshot(box, L"node-edit-error");
-        PostMessageW(box, WM_COMMAND, IDOK, 0);
-        ASSERT_TRUE(WaitGone(box));
-        Settle(edit);
-        editStayedOpen = IsWindow(edit) && IsWindowVisible(edit);
-        focusOnPort = FocusOf(edit) == GetDlgItem(edit, 1017);
-
-        Type(edit, 1017, L"6000");
-        Screenshot(edit, L"node-edit");
-        Click(edit, IDOK);
-        ASSERT_TRUE(WaitGone(edit)) << "a passing node closes the edit dialog";
-
-        HWND box1003 = GetDlgItem(list, 1003);
-        wchar_t line[512] = {};
-        if (SendMessageW(box1003, LB_GETCOUNT, 0, 0) == 1) SendMessageW(box1003, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
-        lineText = line;
-        editDeleteEnabled = IsWindowEnabled(GetDlgItem(list, 1005)) && IsWindowEnabled(GetDlgItem(list, 1006));
-        Screenshot(list, L"cluster-setup");
-        Click(list, IDOK);
-        WaitGone(list);
-    });
-
-    EXPECT_EQ(result, 0u);
-    EXPECT_EQ(suggested, L"C:\\QuorixNode");
-    EXPECT_EQ(errorText, L"The port number for the node is not within the valid TCP range.");
-    EXPECT_TRUE(editStayedOpen);
-    EXPECT_TRUE(focusOnPort) << "the focus goes to the field at fault";
-    EXPECT_EQ(lineText, L"127.0.0.1 (localhost)\t6000\t4\t\\\\localhost\\QuorixNode\tC:\\QuorixNode");
-    EXPECT_TRUE(editDeleteEnabled);
-    EXPECT_EQ(s.Property(L"_DialogResponse"), L"1");
-    const std::wstring temp = s.Property(L"QUORIX_NODELIST_TXT_TMP");
-    ASSERT_FALSE(temp.empty());
-    EXPECT_EQ(qxtest::ReadFileBytes(temp),
-              "Node 127.0.0.1:6000,localhost,4,Windows_NT,C:/QuorixNode,\\\\localhost\\QuorixNode\r\n");
-
-    // The next opening starts from the accepted list; selecting a line (by its
-    // notification, as a click gives it) enables Edit and Delete; Edit shows
-    // the node, whose check boxes switch their fields; a cancel keeps the list.
-    std::wstring reopened, edited;
-    bool enabledBefore = true, enabledAfter = false;
-    std::vector<bool> fields;  // per check box: enabled before, after a click, after a second
-    const UINT again = RunWithDriver(s, [&] {
-        HWND list = WaitForDialog(L"Cluster Setup");
-        ASSERT_NE(list, nullptr);
-        HWND lines = GetDlgItem(list, 1003);
-        wchar_t line[512] = {};
-        SendMessageW(lines, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
-        reopened = line;
-        auto editDelete = [&] { return IsWindowEnabled(GetDlgItem(list, 1005)) && IsWindowEnabled(GetDlgItem(list, 1006)); };
-        enabledBefore = editDelete();
-        SendMessageW(lines, LB_SETCURSEL, 0, 0);
-        SendMessageW(list, WM_COMMAND, MAKEWPARAM(1003, LBN_SELCHANGE), reinterpret_cast<LPARAM>(lines));
-        enabledAfter = editDelete();
-
-        Click(list, 1005);
-        HWND edit = WaitForDialog(L"Quorix Cluster Node");
-        ASSERT_NE(edit, nullptr) << "Edit opens the edit dialog";
-        for (const auto& [box, field] : {std::pair{1013, 1014}, std::pair{1015, 1016}})
-            for (int click = 0; click < 3; ++click) {
-                if (click) SendMessageW(GetDlgItem(edit, box), BM_CLICK, 0, 0);
-                fields.push_back(IsWindowEnabled(GetDlgItem(edit, field)) != FALSE);
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\cluster\\tests\\dialogs.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
+        qxtest::TempDir config;
+        qxtest::Session s({{L"QuorixConfigDir", config.Path()}});
+        std::vector<std::string> got;
+        std::map<std::wstring, std::wstring> seen;  // a file property's value when last shown
+        for (size_t i = 0; i < c.in.size(); ++i) {
+            std::istringstream words(c.in[i]);
+            std::string cmd, name;
+            words >> cmd;
+            for (; cmd == "show" && words >> name;) got.push_back(name + "=" + qxkit::N(s.Property(qxkit::W(name))));
+            if (cmd == "file" && words >> name) {
+                const std::wstring path = s.Property(qxkit::W(name));
+                got.push_back(name + (seen[path].empty() ? " names a file" : " names the same file as before"));
+                seen[path] = path;
+                std::istringstream text(qxtest::ReadFileBytes(path));
+                for (std::string l; std::getline(text, l);) got.push_back(name + ": " + l.substr(0, l.find('\r')));
             }
-        Type(edit, 1017, L"7000");
-        Click(edit, IDOK);
-        ASSERT_TRUE(WaitGone(edit)) << "the edited node passes";
-        SendMessageW(lines, LB_GETTEXT, 0, reinterpret_cast<LPARAM>(line));
-        edited = line;
-        // Delete, then Cancel: nothing of it stays.
-        SendMessageW(list, WM_COMMAND, MAKEWPARAM(1006, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(list, 1006)));
-        Click(list, IDCANCEL);
-        WaitGone(list);
-    });
-    EXPECT_EQ(again, 0u);
-    // The host name repeats the UNC server, so it loads as no override.
-    EXPECT_EQ(reopened, L"127.0.0.1\t6000\t4\t\\\\localhost\\QuorixNode\tC:\\QuorixNode");
-    EXPECT_FALSE(enabledBefore);
-    EXPECT_TRUE(enabledAfter);
-    ASSERT_EQ(fields.size(), 6u);
-    for (size_t i = 0; i < 6; i += 3) {
-        EXPECT_NE(fields[i], fields[i + 1]) << "a click on check box " << i / 3 << " switches its field";
-        EXPECT_EQ(fields[i], fields[i + 2]);
+            if (cmd != "run") continue;
+            size_t end = i + 1;
+            while (end < c.in.size() && c.in[end].rfind("run", 0) && c.in[end].rfind("show", 0) && c.in[end].rfind("file", 0)) ++end;
+            const std::vector<std::string> steps(c.in.begin() + i + 1, c.in.begin() + end);
+            const UINT result = RunWithDriver(s, [&] {
+                std::vector<HWND> open;  // the dialogs waited for, the last one in front
+                for (const std::string& step : steps) {
+                    std::istringstream w(step);
+                    std::string what;
+                    int id = 0;
+                    w >> what >> id;
+                    const std::string rest = step.substr(std::min(step.size(), step.find(' ', what.size() + 1) + 1));
+                    HWND front = open.empty() ? nullptr : open.back();
+                    if (what == "wait" && !(front = WaitForDialog(qxkit::W(step.substr(5)).c_str())))
+                        return got.push_back("no window " + step.substr(5));
+                    if (what == "wait") open.push_back(front);
+                    if (what == "click") PostMessageW(front, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(GetDlgItem(front, id)));
+                    if (what == "type") Type(front, id, qxkit::W(rest));
+                    if (what == "focus") SendMessageW(front, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(front, id)), TRUE);
+                    if (what == "check") SendMessageW(GetDlgItem(front, id), BM_CLICK, 0, 0);
+                    if (what == "text") got.push_back("text " + qxkit::N(Text(GetDlgItem(front, id))));
+                    GUITHREADINFO focus = {sizeof focus};
+                    if (what == "focused" && GetGUIThreadInfo(GetWindowThreadProcessId(front, nullptr), &focus))
+                        got.push_back("focus on " + std::to_string(GetDlgCtrlID(focus.hwndFocus)));
+                    if (what == "open") got.push_back(IsWindow(front) && IsWindowVisible(front) ? "still open" : "closed");
+                    if (what == "shot") Screenshot(front, qxkit::W(step.substr(5)));
+                    if (what == "gone") got.push_back(WaitGone(front) ? "closed" : "still open"), open.pop_back();
+                    for (int more = id; what == "enabled" && more; more = w >> more ? more : 0)
+                        got.push_back("enabled " + std::to_string(more) + " " + std::to_string(IsWindowEnabled(GetDlgItem(front, more)) != FALSE));
+                    if (what == "select") {
+                        SendMessageW(GetDlgItem(front, id), LB_SETCURSEL, 0, 0);
+                        SendMessageW(front, WM_COMMAND, MAKEWPARAM(id, LBN_SELCHANGE), reinterpret_cast<LPARAM>(GetDlgItem(front, id)));
+                    }
+                    for (int n = 0; what == "lines" && n < SendMessageW(GetDlgItem(front, id), LB_GETCOUNT, 0, 0); ++n) {
+                        wchar_t line[512] = {};
+                        SendMessageW(GetDlgItem(front, id), LB_GETTEXT, n, reinterpret_cast<LPARAM>(line));
+                        got.push_back("line " + qxkit::N(line));
+                    }
+                    if (what != "box") continue;
+                    HWND box = WaitForDialog(L"Error");
+                    if (!box) return got.push_back("no box");
+                    got.push_back("box " + qxkit::N(Text(GetDlgItem(box, 0xFFFF))));
+                    PostMessageW(box, WM_COMMAND, IDOK, 0);
+                    WaitGone(box);
+                    Settle(front);
+                }
+            });
+            got.push_back("result " + std::to_string(result));
+        }
+        qxkit::ExpectCase(file, c, got);
     }
-    // The edit dialog names the host it checked.
-    EXPECT_EQ(edited, L"127.0.0.1 (localhost)\t7000\t4\t\\\\localhost\\QuorixNode\tC:\\QuorixNode");
-    EXPECT_EQ(s.Property(L"_DialogResponse"), L"2");
-    EXPECT_EQ(s.Property(L"QUORIX_NODELIST_TXT_TMP"), temp);
-    EXPECT_EQ(qxtest::ReadFileBytes(temp),
-              "Node 127.0.0.1:6000,localhost,4,Windows_NT,C:/QuorixNode,\\\\localhost\\QuorixNode\r\n");
-}
-
-TEST(ClusterDialogs, OkOnAnEmptyListIsRefusedAndCancelLeaves)
-{
-    qxtest::TempDir config;
-    qxtest::Session s({{L"QuorixConfigDir", config.Path()}});
-    std::wstring errorText;
-    bool stayed = false;
-    const UINT result = RunWithDriver(s, [&] {
-        HWND list = WaitForDialog(L"Cluster Setup");
-        ASSERT_NE(list, nullptr);
-        Click(list, IDOK);
-        HWND box = WaitForDialog(L"Error");
-        ASSERT_NE(box, nullptr);
-        errorText = Text(GetDlgItem(box, 0xFFFF));
-        PostMessageW(box, WM_COMMAND, IDOK, 0);
-        WaitGone(box);
-        Settle(list);
-        stayed = IsWindowVisible(list) != FALSE;
-        Click(list, IDCANCEL);
-        WaitGone(list);
-    });
-    EXPECT_EQ(result, 0u);
-    EXPECT_EQ(errorText, L"There must be at least one cluster node defined.");
-    EXPECT_TRUE(stayed);
-    EXPECT_EQ(s.Property(L"_DialogResponse"), L"2");
-    EXPECT_EQ(s.Property(L"QUORIX_NODELIST_TXT_TMP"), L"");
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-// The setup dialog's logic without a window: text fitting against a measure
-// of fixed widths, the list line, Add's and Delete's bookkeeping, and the
-// checks of OK.
-#include <gtest/gtest.h>
-
+// The setup dialog's logic and the node list writer without a window, from
+// the commands of node_list_dlg.txt.
 #include "cluster/node_list_dlg.h"
-#include "qxtest/kit.h"
+
+#include <cstdio>
+
 #include "msiu/error.h"
+#include "qxtest/kit.h"
 
 namespace {
 
@@ -24,172 +24,89 @@ public:
     mutable int calls = 0;
 };
 
-TEST(TextFitting, ElideText)
+// "<N*c>" stands for N times c; the rest of the line after `skip` words.
+std::wstring Arg(const std::string& line, int skip)
 {
-    struct Case {
-        const char* name;
-        std::wstring text;
-        int width;
-        bool ellipsis;
-        std::wstring expected;
-    };
-    const Case cases[] = {
-        {"empty stays empty", L"", 0, true, L""},
-        {"exactly as wide as the limit", std::wstring(33, L'a'), 132, true, std::wstring(33, L'a')},
-        {"one too many: cut with an ellipsis", std::wstring(34, L'a'), 132, true, std::wstring(30, L'a') + L"..."},
-        {"no ellipsis asked", std::wstring(34, L'a'), 132, false, std::wstring(33, L'a')},
-        {"ellipsis would take half the column", L"abcdefgh", 24, true, L"abcdef"},
-        {"ellipsis at exactly half", L"abcdefghijk", 25, true, L"abcdef"},
-        {"ellipsis just under half", L"abcdefghijk", 26, true, L"abc..."},
-        {"zero width leaves nothing", L"abc", 0, true, L""},
-        {"uneven widths take a second pass", L"WWWWWWWWiiii", 40, false, L"WWWWW"},
-        {"an estimate at the length cuts one character", L"WWi", 18, false, L"WW"},
-    };
-    for (const Case& c : cases) {
-        FixedMeasure m;
-        EXPECT_EQ(NodeListDlg::ElideText(c.text, c.width, c.ellipsis, m), c.expected) << c.name;
+    size_t at = 0;
+    for (int i = 0; i < skip; ++i)
+        if ((at = line.find(' ', at)) == std::string::npos) return L"";
+        else ++at;
+    std::string v = line.substr(at);
+    for (size_t p; (p = v.find('<')) != std::string::npos && v.find("*", p) != std::string::npos;) {
+        const size_t star = v.find('*', p), end = v.find('>', p);
+        v.replace(p, end - p + 1, std::string(std::stoul(v.substr(p + 1, star - p - 1)), v[star + 1]));
     }
+    return qxkit::W(v);
 }
 
-TEST(TextFitting, ALongPathTakesFewPasses)
-{
-    FixedMeasure m;
-    const std::wstring path = L"\\\\server\\" + std::wstring(2000, L'x');
-    const std::wstring fitted = NodeListDlg::ElideText(path, 100, true, m);
-    EXPECT_EQ(fitted, path.substr(0, 22) + L"...");
-    EXPECT_LE(m.calls, 4);
-}
-
-TEST(TextFitting, FitColumnUsesTheColumnLessFourUnits)
-{
-    FixedMeasure m;
-    // Widths in units: 132, 24, 48, 100, 100; in pixels 198, 36, 72, 150, 150.
-    const int fits[] = {33, 6, 12, 25, 25};
-    for (int column = 0; column < 5; ++column) {
-        SCOPED_TRACE(column);
-        const std::wstring whole(fits[column], L'n');
-        EXPECT_EQ(NodeListDlg::FitColumn(whole, column, m), whole);
-        const std::wstring longer = whole + L"n";
-        EXPECT_NE(NodeListDlg::FitColumn(longer, column, m), longer);
-    }
-    // The port column is too narrow for an ellipsis.
-    EXPECT_EQ(NodeListDlg::FitColumn(L"1234567", 1, m), L"123456");
-    EXPECT_EQ(NodeListDlg::FitColumn(L"", 3, m), L"");
-}
-
-TEST(ListLine, AddressTextAndColumns)
-{
-    ClusterNode n;
-    n.SetUNCPath(L"\\\\n1\\Q");
-    n.SetLocalPath(L"C:\\Q");
-    n.port = 6000;
-    n.cpuCount = 12;
-    EXPECT_EQ(NodeListDlg::AddressText(n), L"n1");
-    n.SetHostName(L"host1");
-    EXPECT_EQ(NodeListDlg::AddressText(n), L"host1");
-    n.SetIPAddress(L"192.0.2.7");
-    EXPECT_EQ(NodeListDlg::AddressText(n), L"192.0.2.7 (host1)");
-    n.SetHostName(L"");
-    EXPECT_EQ(NodeListDlg::AddressText(n), L"192.0.2.7");
-    ClusterNode bare;
-    bare.SetUNCPath(L"C:\\not-unc");
-    EXPECT_EQ(NodeListDlg::AddressText(bare), L"");
-
-    FixedMeasure m;
-    n.SetHostName(L"host1");
-    EXPECT_EQ(NodeListDlg::ListLine(n, m), L"192.0.2.7 (host1)\t6000\t12\t\\\\n1\\Q\tC:\\Q");
-    n.SetLocalPath(L"C:\\" + std::wstring(40, L'd'));
-    EXPECT_EQ(NodeListDlg::ListLine(n, m),
-              L"192.0.2.7 (host1)\t6000\t12\t\\\\n1\\Q\tC:\\" + std::wstring(19, L'd') + L"...");
-}
-
-TEST(AddAndDelete, NewNodeTakesPortAndProcessorsOfTheLast)
-{
-    std::vector<ClusterNode> nodes;
-    ClusterNode first = NodeListDlg::NewNode(nodes);
-    EXPECT_EQ(first.port, 5001);
-    EXPECT_EQ(first.cpuCount, 1);
-    ClusterNode last;
-    last.SetUNCPath(L"\\\\a\\b");
-    last.SetHostName(L"a");
-    last.port = 6000;
-    last.cpuCount = 4;
-    nodes = {ClusterNode(), last};
-    const ClusterNode next = NodeListDlg::NewNode(nodes);
-    EXPECT_EQ(next.port, 6000);
-    EXPECT_EQ(next.cpuCount, 4);
-    EXPECT_TRUE(next.uncPath.empty() && next.hostName.empty());
-}
-
-TEST(AddAndDelete, DeleteSelectsTheNextLineOrNone)
-{
-    struct Case {
-        size_t count;
-        int index;
-        int selected;
-    };
-    const Case cases[] = {{3, 2, 1}, {3, 1, 1}, {3, 0, 0}, {2, 1, 0}, {1, 0, -1}};
-    for (const Case& c : cases) {
-        std::vector<ClusterNode> nodes(c.count);
-        for (size_t i = 0; i < c.count; ++i) nodes[i].port = static_cast<uint16_t>(i);
-        EXPECT_EQ(NodeListDlg::DeleteNode(nodes, c.index), c.selected) << c.count << " " << c.index;
-        ASSERT_EQ(nodes.size(), c.count - 1);
-        for (size_t i = 0; i < nodes.size(); ++i)
-            EXPECT_NE(nodes[i].port, c.index) << "the chosen node is gone";
-    }
-}
-
-ClusterNode Node(const wchar_t* unc, const wchar_t* address, const wchar_t* host, uint16_t port = 5001)
-{
-    ClusterNode n;
-    n.SetUNCPath(unc);
-    n.SetIPAddress(address);
-    n.SetHostName(host);
-    n.port = port;
-    return n;
-}
-
-TEST(OkChecks, UniquenessByExactFieldComparison)
+TEST(NodeListLogic, EachCaseOfNodeListDlgTxt)
 {
     qxkit::ActionContext context;  // the string table's texts
-    const std::wstring dup = L"Two or more nodes have the same address or UNC path - each node must be unique: ";
-    struct Case {
-        const char* name;
+    qxtest::TempDir dir;
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\cluster\\tests\\node_list_dlg.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
         std::vector<ClusterNode> nodes;
-        std::wstring text;  // empty: accepted
-    };
-    const Case cases[] = {
-        {"no nodes", {}, L"There must be at least one cluster node defined."},
-        {"one node", {Node(L"\\\\a\\x", L"192.0.2.1", L"a")}, L""},
-        {"same UNC path",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L"a"), Node(L"\\\\a\\x", L"192.0.2.2", L"b")}, dup + L"\\\\a\\x"},
-        {"same address",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L"a"), Node(L"\\\\b\\x", L"192.0.2.1", L"b")}, dup + L"192.0.2.1"},
-        {"same host name",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L"a"), Node(L"\\\\b\\x", L"192.0.2.2", L"a")}, dup + L"a"},
-        {"address named before host",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L"a"), Node(L"\\\\b\\x", L"192.0.2.1", L"a")}, dup + L"192.0.2.1"},
-        {"ports take no part",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L"a", 5001), Node(L"\\\\b\\x", L"192.0.2.1", L"b", 6000)},
-         dup + L"192.0.2.1"},
-        {"case counts", {Node(L"\\\\A\\x", L"", L"A"), Node(L"\\\\a\\x", L"", L"a")}, L""},
-        {"a host equal to another's address is no duplicate",
-         {Node(L"\\\\a\\x", L"192.0.2.1", L""), Node(L"\\\\b\\x", L"", L"192.0.2.1")}, L""},
-        {"empty fields are not compared",
-         {Node(L"\\\\srv\\one", L"", L""), Node(L"\\\\srv\\two", L"", L""), Node(L"", L"", L"")}, L""},
-        {"two shares on one machine through the edit dialog",
-         {Node(L"\\\\srv\\one", L"192.0.2.5", L"srv"), Node(L"\\\\srv\\two", L"192.0.2.5", L"srv")},
-         dup + L"192.0.2.5"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        try {
-            NodeListDlg::CheckNodes(c.nodes);
-            EXPECT_EQ(c.text, L"") << "accepted";
-        } catch (const msiu::MSIError& e) {
-            EXPECT_EQ(e.Text(), c.text);
-            EXPECT_EQ(static_cast<uint32_t>(e.Code()), 0x80070057u);
+        std::vector<std::string> got;
+        for (const std::string& line : c.in) {
+            std::istringstream words(line);
+            std::string cmd;
+            int a = 0, b = 0;
+            words >> cmd >> a >> b;
+            FixedMeasure m;
+            std::wstring out;
+            if (cmd == "elide") out = NodeListDlg::ElideText(Arg(line, 3), a, b != 0, m);
+            if (cmd == "fit") out = NodeListDlg::FitColumn(Arg(line, 2), a, m);
+            if (cmd == "elide" || cmd == "fit") got.push_back(qxkit::N(L"-> " + out + L" (" + std::to_wstring(m.calls) + L" measures)"));
+            if (cmd == "node") {  // unc|address|host|port|processors|local
+                std::wistringstream fields(Arg(line, 1) + L"|");
+                std::wstring f[6];
+                for (auto& v : f) std::getline(fields, v, L'|');
+                nodes.emplace_back();
+                nodes.back().SetUNCPath(f[0]);
+                nodes.back().SetIPAddress(f[1]);
+                nodes.back().SetHostName(f[2]);
+                if (!f[3].empty()) nodes.back().port = static_cast<uint16_t>(std::stoi(f[3]));
+                if (!f[4].empty()) nodes.back().cpuCount = static_cast<uint16_t>(std::stoi(f[4]));
+                nodes.back().SetLocalPath(f[5]);
+            }
+            for (const ClusterNode& n : nodes) {
+                if (cmd == "address") got.push_back(qxkit::N(L"address " + NodeListDlg::AddressText(n)));
+                if (cmd == "line") got.push_back(qxkit::N(L"line " + NodeListDlg::ListLine(n, m)));
+                if (cmd == "server") got.push_back(qxkit::N(L"server " + n.GetUNCServer(true)));
+            }
+            if (cmd == "new") {
+                const ClusterNode n = NodeListDlg::NewNode(nodes);
+                got.push_back(qxkit::N(L"new " + n.uncPath + L"|" + n.ipAddress + L"|" + n.hostName + L"|" +
+                                       std::to_wstring(n.port) + L"|" + std::to_wstring(n.cpuCount)));
+            }
+            if (cmd == "delete") {  // of `a` nodes numbered by their port, the one at `b`
+                std::vector<ClusterNode> list(a);
+                for (int i = 0; i < a; ++i) list[i].port = static_cast<uint16_t>(i);
+                std::string left = "selected " + std::to_string(NodeListDlg::DeleteNode(list, b)) + ", left";
+                for (const auto& n : list) left += " " + std::to_string(n.port);
+                got.push_back(left);
+            }
+            try {
+                if (cmd == "check") NodeListDlg::CheckNodes(nodes), got.push_back("accepted");
+                if (cmd == "strict") nodes.back().GetUNCServer(false), got.push_back("has a server");
+                if (cmd == "write") {
+                    const std::wstring path = dir.File(Arg(line, 1));
+                    if (line.find('\\') == std::string::npos) qxtest::WriteFileBytes(path, "old\r\n");
+                    WriteNodeList(path, nodes);
+                    const std::string text = qxtest::ReadFileBytes(path);
+                    got.push_back("written " + std::to_string(text.size()) + " bytes");
+                    for (size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos; at = end + 2)
+                        got.push_back("written " + text.substr(at, end - at));
+                }
+            } catch (const msiu::MSIError& e) {
+                char code[16];
+                std::snprintf(code, sizeof code, "0x%08lx", static_cast<unsigned long>(e.Code()));
+                got.push_back("refused " + qxkit::N(e.Text()) + " (" + code + ")");
+            }
         }
+        for (auto& l : got)
+            if (l.find(qxkit::N(dir.Path())) != std::string::npos) l.replace(l.find(qxkit::N(dir.Path())), dir.Path().size(), "$D\\");
+        qxkit::ExpectCase(file, c, got);
     }
 }
 

@@ -1,5 +1,5 @@
-// The node list file: the cases of nodelist.txt, the three warning boxes, and
-// writing.
+// The node list file read, and written back, as the cases of nodelist.txt
+// tell (the writer's own cases are in node_list_dlg.txt).
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -30,16 +30,40 @@ TEST_F(NodeListFile, EachCaseOfNodelistTxt)
     const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\cluster\\tests\\nodelist.txt";
     for (const qxkit::Case& c : qxkit::ReadCases(file)) {
         std::string text;
+        const bool piped = !c.in.empty() && c.in[0] == "<pipe>";
         for (std::string line : c.in) {
+            if (line == "<pipe>") continue;
             const bool lf = line.size() >= 4 && line.compare(line.size() - 4, 4, "<LF>") == 0;
             const bool eof = line.size() >= 5 && line.compare(line.size() - 5, 5, "<EOF>") == 0;
             text += line.substr(0, line.size() - (lf ? 4 : eof ? 5 : 0)) + (lf ? "\n" : eof ? "" : "\r\n");
         }
-        qxtest::WriteFileBytes(path, text);
+        if (c.in == std::vector<std::string>{"<missing>"}) DeleteFileW(path.c_str());
+        else qxtest::WriteFileBytes(path, text);
         context.session.capture.messages.clear();
         qxkit::Boxes::All().clear();
         std::vector<ClusterNode> nodes{ClusterNode()};  // emptied first
-        std::vector<std::string> got{std::string("read ") + (ReadNodeList(path, nodes) ? "1" : "0")};
+        // A pipe whose server hangs up after the lines: the read after them fails.
+        const std::wstring pipe = L"\\\\.\\pipe\\qx-nodelist-" + std::to_wstring(GetCurrentProcessId());
+        HANDLE server = piped ? CreateNamedPipeW(pipe.c_str(), PIPE_ACCESS_OUTBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096, 0, nullptr)
+                              : INVALID_HANDLE_VALUE;
+        std::thread writer([&] {
+            DWORD n = 0;
+            if (!piped) return;
+            ConnectNamedPipe(server, nullptr);
+            WriteFile(server, text.data(), static_cast<DWORD>(text.size()), &n, nullptr);
+            FlushFileBuffers(server);  // returns once the reader has taken it all
+            DisconnectNamedPipe(server);
+        });
+        std::vector<std::string> got{"read "};
+        try {
+            got[0] += ReadNodeList(piped ? pipe : path, nodes) ? "1" : "0";
+        } catch (const msiu::MSIError&) {
+            got[0] += "threw an installer error";
+        } catch (...) {
+            got[0] += "threw, for the calling action's failure ladder";
+        }
+        writer.join();
+        if (piped) CloseHandle(server);
         for (const ClusterNode& n : nodes)
             got.push_back(qxkit::N(L"node " + n.ipAddress + L"|" + n.hostName + L"|" + std::to_wstring(n.port) + L"|" +
                                    std::to_wstring(n.cpuCount) + L"|" + n.localPath + L"|" + n.uncPath));
@@ -52,99 +76,10 @@ TEST_F(NodeListFile, EachCaseOfNodelistTxt)
         for (size_t at = 0, end; (end = written.find("\r\n", at)) != std::string::npos; at = end + 2)
             got.push_back("written " + written.substr(at, end - at));
         for (auto& line : got)
-            if (line.find(qxkit::N(path)) != std::string::npos) line.replace(line.find(qxkit::N(path)), path.size(), "$F");
+            for (const auto& [at, key] : {std::pair{qxkit::N(path), "$F"}, {qxkit::N(pipe), "$P"}})
+                if (line.find(at) != std::string::npos) line.replace(line.find(at), at.size(), key);
         qxkit::ExpectCase(file, c, got);
     }
-}
-
-TEST_F(NodeListFile, AnEmptyAddressFieldLeavesTheReaderWithoutAnMSIError)
-{
-    qxtest::WriteFileBytes(path, "Node ,h,1,Windows_NT,C:/x,\\\\y\\z\r\n");
-    std::vector<ClusterNode> nodes;
-    bool libraryError = false, other = false;
-    try {
-        ReadNodeList(path, nodes);
-    } catch (const msiu::MSIError&) {
-        libraryError = true;
-    } catch (...) {
-        other = true;
-    }
-    EXPECT_FALSE(libraryError);
-    EXPECT_TRUE(other) << "reaches the calling action's failure ladder";
-}
-
-TEST_F(NodeListFile, AMissingFileGivesTheFirstBoxAndAnEmptyList)
-{
-    std::vector<ClusterNode> nodes{ClusterNode()};
-    const std::wstring missing = dir.File(L"none.txt");
-    EXPECT_FALSE(ReadNodeList(missing, nodes));
-    EXPECT_TRUE(nodes.empty());
-    ASSERT_EQ(boxes.boxes().size(), 1u);
-    EXPECT_EQ(boxes.boxes()[0].text, L"Can't open node list for reading: " + missing);
-    EXPECT_EQ(boxes.boxes()[0].caption, L"Warning");
-    EXPECT_EQ(boxes.boxes()[0].style, 0x30u);
-}
-
-TEST_F(NodeListFile, AReadErrorBeforeTheEndGivesTheSecondBox)
-{
-    // A pipe whose server hangs up after two lines: the read after them fails.
-    const std::wstring pipe = L"\\\\.\\pipe\\qx-nodelist-" + std::to_wstring(GetCurrentProcessId());
-    HANDLE server = CreateNamedPipeW(pipe.c_str(), PIPE_ACCESS_OUTBOUND, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096,
-                                     0, nullptr);
-    ASSERT_NE(server, INVALID_HANDLE_VALUE);
-    std::thread writer([server] {
-        ConnectNamedPipe(server, nullptr);
-        const std::string lines = "Node 192.0.2.7:5001,h,1,Windows_NT,C:/x,\\\\y\\z\r\n"
-                                  "Node 192.0.2.8:5001,i,1,Windows_NT,C:/x,\\\\y\\w\r\n";
-        DWORD written = 0;
-        WriteFile(server, lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr);
-        FlushFileBuffers(server);  // returns once the reader has taken both lines
-        DisconnectNamedPipe(server);
-    });
-    std::vector<ClusterNode> nodes;
-    const bool result = ReadNodeList(pipe, nodes);
-    writer.join();
-    CloseHandle(server);
-    EXPECT_FALSE(result);
-    ASSERT_EQ(boxes.boxes().size(), 1u);
-    EXPECT_EQ(boxes.boxes()[0].text, L"An error occurred while reading the node list: " + pipe);
-    EXPECT_EQ(boxes.boxes()[0].caption, L"Warning");
-    EXPECT_EQ(boxes.boxes()[0].style, 0x30u);
-    EXPECT_EQ(nodes.size(), 2u) << "what was read before the error stays";
-}
-
-TEST_F(NodeListFile, WritingAnEmptyListGivesAnEmptyFileAndAFailedWriteIsTold)
-{
-    qxtest::WriteFileBytes(path, "old\r\n");
-    WriteNodeList(path, {});
-    EXPECT_EQ(qxtest::ReadFileBytes(path), "");
-
-    const std::wstring bad = dir.File(L"no\\such\\dir\\nodelist.txt");
-    try {
-        WriteNodeList(bad, {ClusterNode()});
-        ADD_FAILURE() << "writing into a missing directory must fail";
-    } catch (const msiu::MSIError& e) {
-        EXPECT_EQ(static_cast<uint32_t>(e.Code()), 0x80004005u);
-        EXPECT_EQ(e.Text(), L"Failed to write node list to: " + bad);
-    }
-}
-
-TEST_F(NodeListFile, ANodeWithoutOverridesIsWrittenWithTheUNCServerInTheRightField)
-{
-    ClusterNode byName, byAddress, notUNC;
-    byName.SetUNCPath(L"\\\\quorixnode1\\Q");
-    byAddress.SetUNCPath(L"\\\\192.0.2.7\\Q");
-    byAddress.port = 6000;
-    notUNC.SetUNCPath(L"C:\\Q");
-    notUNC.cpuCount = 0;
-    WriteNodeList(path, {byName, byAddress, notUNC});
-    EXPECT_EQ(qxtest::ReadFileBytes(path),
-              "Node :5001,quorixnode1,1,Windows_NT,,\\\\quorixnode1\\Q\r\n"
-              "Node 192.0.2.7:6000,,1,Windows_NT,,\\\\192.0.2.7\\Q\r\n"
-              "Node :5001,,0,Windows_NT,,C:\\Q\r\n");
-    EXPECT_EQ(byName.GetUNCServer(true), L"quorixnode1");
-    EXPECT_EQ(notUNC.GetUNCServer(true), L"");
-    EXPECT_THROW(notUNC.GetUNCServer(false), msiu::MSIError);
 }
 
 }  // namespace

@@ -13,19 +13,12 @@ namespace {
 
 using quorix::permissions::Settings;
 
-const std::wstring kRootWarning =
-    L"Unable to set the permissions on the Quorix root directory. If Quorix does not function correctly, this may "
-    L"need further investigation.";
-const std::wstring kDirsWarning =
-    L"One or more Quorix directories could not be made writeable. If Quorix does not function correctly, this may "
-    L"need further investigation.";
-
-// quorix.dat's path and the root, www, config, data and logs directories, as
-// the walk takes them; and the inter-file directory, with forward slashes.
+// quorix.dat's path and the directories the walk takes from it, the root
+// first; and the inter-file directory, with forward slashes.
 struct Tree {
     qxtest::TempDir dir;
     qxkit::Lines fields{dir.File(L"config\\quorix.dat")};
-    std::wstring inter = dir.File(L"inter"), interForward = inter;
+    std::wstring interForward = dir.File(L"inter");
     Tree()
     {
         for (const wchar_t* name : {L"www\\", L"config\\", L"data\\", L"logs\\", L"sessions\\", L"inter\\"}) {
@@ -33,13 +26,6 @@ struct Tree {
             if (fields.size() < 6) fields.push_back(dir.File(name));
         }
         std::replace(interForward.begin(), interForward.end(), L'\\', L'/');
-    }
-    qxkit::Frame Grant(const Settings& settings) const
-    {
-        const auto f = qxkit::InFrame(L"Perm", [&] { quorix::permissions::GrantAccess(fields, settings); });
-        EXPECT_EQ(f.result, 0u);
-        EXPECT_TRUE(f.fatal.empty());
-        return f;
     }
 };
 
@@ -74,68 +60,34 @@ TEST(Refusals, NameTheValueTheFileAndTheReason)
     }
 }
 
-TEST(GrantAccess, RootGetsReadExecuteAndFiveDirectoriesFullControl)
+// walk.txt: the walk over the tree.
+TEST(GrantAccess, EachCaseOfWalkTxt)
 {
-    Tree t;
-    qxtest::AclStore store;
-    const auto f = t.Grant({L"Everyone", t.interForward});
-    EXPECT_TRUE(f.warnings.empty());
-    qxkit::Lines info, paths(t.fields.begin() + 1, t.fields.end());
-    paths.push_back(t.inter);  // forward slashes of the file reach the platform as back slashes
-    for (const auto& p : paths)
-        info.push_back(L"Perm:  Granting " + std::wstring(info.empty() ? L"read/execute" : L"full control") +
-                       L" to \"Everyone\" on: " + p);
-    EXPECT_EQ(f.info, info);
-    EXPECT_EQ(store.reads, paths);
-    ASSERT_EQ(store.writes.size(), 6u);
-    for (size_t i = 0; i < 6; ++i) {
-        const auto aces = qxtest::AclStore::Aces(store.writes[i].dacl);
-        const qxtest::AclStore::Ace wanted{L"S-1-1-0", i ? 0x1F01FFu : 0x1200A9u, 3};
-        EXPECT_NE(std::find(aces.begin(), aces.end(), wanted), aces.end()) << i;
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\permissions\\tests\\walk.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
+        Tree t;
+        qxtest::AclStore store;
+        Settings settings;
+        for (const auto& line : c.in) {
+            const std::wstring value = qxkit::W(line.substr(line.find(' ') + 1)), path = t.dir.File(value);
+            if (line.rfind("group ", 0) == 0) settings.group = value;
+            if (line.rfind("inter ", 0) == 0) settings.interFileBasePath = path;
+            if (line.rfind("gone ", 0) == 0) RemoveDirectoryW(path.c_str());
+        }
+        std::replace(settings.interFileBasePath.begin(), settings.interFileBasePath.end(), L'\\', L'/');
+        auto got = qxkit::Transcript(qxkit::InFrame(L"Perm", [&] { quorix::permissions::GrantAccess(t.fields, settings); }));
+        for (const auto& p : store.reads) got.push_back("read " + qxkit::N(p));
+        for (const auto& w : store.writes) {
+            got.push_back("write " + qxkit::N(w.path));
+            for (const auto& ace : qxtest::AclStore::Aces(w.dacl))  // the merged entry comes first
+                if (ace.sid == L"S-1-1-0" && got.back()[0] == 'w')
+                    got.push_back("  Everyone " + std::to_string(ace.mask) + " " + std::to_string(ace.flags));
+        }
+        const std::string tree = qxkit::N(t.dir.Path());
+        for (auto& line : got)
+            for (size_t at; (at = line.find(tree)) != std::string::npos;) line.replace(at, tree.size(), "{tree}");
+        qxkit::ExpectCase(file, c, got);
     }
-}
-
-TEST(GrantAccess, UnknownGroupGivesBothWarningsOnceAndALineForEachPath)
-{
-    Tree t;
-    qxtest::AclStore store;
-    const auto f = t.Grant({L"No Such Group 4711", t.interForward});
-    EXPECT_EQ(f.warnings, (qxkit::Lines{kRootWarning, kDirsWarning}));
-    qxkit::Lines failures, wanted;
-    for (const auto& line : f.info)
-        if (line.find(L"Failed to set entries in DACL for: ") != std::wstring::npos) failures.push_back(line);
-    for (size_t i = 1; i <= 6; ++i)
-        wanted.push_back(L"Perm:  Failed to set entries in DACL for: " + (i < 6 ? t.fields[i] : t.inter) + L"  (0x80070057)");
-    EXPECT_EQ(failures, wanted);
-    EXPECT_TRUE(store.writes.empty());
-}
-
-TEST(GrantAccess, WalkGoesOnAfterAFailedDirectory)
-{
-    Tree t;
-    RemoveDirectoryW(t.fields[2].c_str());  // the first of the five is gone
-    qxtest::AclStore store;
-    const auto f = t.Grant({L"Everyone", t.interForward});
-    EXPECT_EQ(f.warnings, qxkit::Lines{kDirsWarning}) << "the root went well";
-    EXPECT_EQ(f.info.at(2), L"Perm:  Failed to retrieve DACL for: " + t.fields[2] + L"  (0x80070002)");
-    ASSERT_EQ(store.writes.size(), 5u);
-    EXPECT_EQ(store.writes[1].path, t.fields[3]);
-    EXPECT_EQ(store.writes[4].path, t.inter);
-}
-
-TEST(GrantAccess, InterFileBasePathMayNameTheDataDirectory)
-{
-    Tree t;
-    qxtest::AclStore store;
-    std::wstring data = t.fields[3].substr(0, t.fields[3].size() - 1);
-    std::replace(data.begin(), data.end(), L'\\', L'/');
-    // The directory is merged twice, the second time over what the first
-    // wrote. Windows then finds the entry in place and writes nothing; Wine's
-    // merge adds it once more (measured), so the spared write can't be shown.
-    EXPECT_TRUE(t.Grant({L"Everyone", data}).warnings.empty());
-    ASSERT_EQ(store.reads.size(), 6u);
-    EXPECT_EQ(store.reads[2], t.fields[3]);
-    EXPECT_EQ(store.reads[5], t.fields[3].substr(0, t.fields[3].size() - 1));
 }
 
 TEST(ReadSettings, ValuesComeFromTheOptionsSectionAndAnUnreadableFileFails)

@@ -30,12 +30,10 @@ std::wstring gTarget;
 
 void SpoilTargetBeforeReplace(const wchar_t* operation, const std::wstring& path)
 {
-    if (gSpoil == planted && std::wstring(operation) == L"rename" && path == gTarget + L".tmp")
-        qxtest::WriteFileBytes(gTarget + L".new", "planted");
-    if (std::wstring(operation) != L"replace" || path != gTarget) return;
-    if (gSpoil == readOnly)
-        SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
-    else
+    const std::wstring op = operation;
+    if (gSpoil == planted && op == L"rename" && path == gTarget + L".tmp") qxtest::WriteFileBytes(gTarget + L".new", "planted");
+    if (op == L"replace" && path == gTarget && gSpoil == readOnly) SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_READONLY);
+    else if (op == L"replace" && path == gTarget)
         gHolder = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
@@ -44,12 +42,10 @@ TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
     const std::string old = "# the administrator's fragment\r\n";
     for (const Spoil spoil : {readOnly, held, planted}) {
         qxtest::TempDir dir;
-        const std::wstring F = dir.File(L"httpd.conf");
+        const std::wstring F = gTarget = dir.File(L"httpd.conf");
         qxtest::WriteFileBytes(F, old);
         gSpoil = spoil;
-        gTarget = F;
         msiu::detail::SetFileStepHook(SpoilTargetBeforeReplace);
-        HANDLE& holder = gHolder;
         qxtest::Session s(qxtest::Props{{L"CustomActionData", L"1.0|" + F + L"|C:\\a\\|C:\\b\\|C:\\c\\|q"}});
         msiu::detail::SetPhaseOverride(msiu::Phase::Execute);
         EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 1603u);
@@ -59,8 +55,8 @@ TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
             << spoil;
         EXPECT_TRUE(qxtest::Exists(F + L".tmp"));
         if (spoil == planted) EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
-        if (holder != INVALID_HANDLE_VALUE) CloseHandle(holder);
-        holder = INVALID_HANDLE_VALUE;
+        if (gHolder != INVALID_HANDLE_VALUE) CloseHandle(gHolder);
+        gHolder = INVALID_HANDLE_VALUE;
 
         msiu::detail::SetPhaseOverride(msiu::Phase::Rollback);
         EXPECT_EQ(CreateApacheConfDeferred(s.Handle()), 0u) << spoil;

@@ -18,10 +18,15 @@ TEST(LogParserErrors, OneInfoLinePerMessageInOrderWithSeverityAndRepeats)
     list.addError(qxerr::threadCount, 4);
     for (int i = 0; i < 4; ++i) list.addError(qxerr::databaseParameters, "q.dat", "Swiss[Prot]");
     list.addError(qxerr::noHostname);
+    qx_datfile empty, dat;  // a file's list: nothing for an empty one
+    dat.getErrorRepository().addError(qxerr::serviceNotRunning);
 
     qxtest::Session s;
-    UINT result = msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(list); });
-    EXPECT_EQ(result, 0u);
+    EXPECT_EQ(msiu::RunAction(s.Handle(), L"ParserLog", false, [&] {
+        logParserErrors(list);
+        logParserErrors(empty);
+        logParserErrors(dat);
+    }), 0u);
     const std::wstring db =
         L"Error in the configuration file q.dat - database Swiss[\\[]Prot[\\]] doesn't have enough parameters";
     EXPECT_EQ(s.capture.Texts(msiu::kMsgInfo),
@@ -30,21 +35,8 @@ TEST(LogParserErrors, OneInfoLinePerMessageInOrderWithSeverityAndRepeats)
                   L"ParserLog:  qxparser [\\[]2:0[\\]] -- " + db,
                   L"ParserLog:  qxparser [\\[]2:2[\\]] -- " + db + L" (Error repeated 3 times)",
                   L"ParserLog:  qxparser [\\[]1:0[\\]] -- Failed to determine the hostname",
+                  L"ParserLog:  qxparser [\\[]1:0[\\]] -- The Quorix service is not running. Unable to retrieve "
+                  L"configuration file.",
               }));
     EXPECT_EQ(list.getMessageCount(), 4);
-}
-
-TEST(LogParserErrors, TakesTheListOfADatFileAndLogsNothingForAnEmptyOne)
-{
-    qx_datfile empty;
-    qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(empty); });
-    EXPECT_TRUE(s.capture.Texts(msiu::kMsgInfo).empty());
-
-    qx_datfile dat;
-    dat.getErrorRepository().addError(qxerr::serviceNotRunning);
-    msiu::RunAction(s.Handle(), L"ParserLog", false, [&] { logParserErrors(dat); });
-    EXPECT_EQ(s.capture.Texts(msiu::kMsgInfo),
-              (std::vector<std::wstring>{L"ParserLog:  qxparser [\\[]1:0[\\]] -- The Quorix service is not running. "
-                                         L"Unable to retrieve configuration file."}));
 }

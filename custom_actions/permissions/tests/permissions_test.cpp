@@ -11,35 +11,21 @@
 
 namespace {
 
-using quorix::permissions::GrantAccess;
 using quorix::permissions::Settings;
 
-// ---- the walk ----------------------------------------------------------------
-
-const std::wstring kRootWarning =
-    L"Unable to set the permissions on the Quorix root directory. If Quorix does not function correctly, this may "
-    L"need further investigation.";
-const std::wstring kDirsWarning =
-    L"One or more Quorix directories could not be made writeable. If Quorix does not function correctly, this may "
-    L"need further investigation.";
-
+// quorix.dat's path and the directories the walk takes from it, the root
+// first; and the inter-file directory, with forward slashes.
 struct Tree {
     qxtest::TempDir dir;
-    std::vector<std::wstring> fields;
+    qxkit::Lines fields{dir.File(L"config\\quorix.dat")};
+    std::wstring interForward = dir.File(L"inter");
     Tree()
     {
-        fields.push_back(dir.File(L"config\\quorix.dat"));
         for (const wchar_t* name : {L"www\\", L"config\\", L"data\\", L"logs\\", L"sessions\\", L"inter\\"}) {
             CreateDirectoryW(dir.File(name).c_str(), nullptr);
             if (fields.size() < 6) fields.push_back(dir.File(name));
         }
-    }
-    std::wstring InterForward() const
-    {
-        std::wstring p = dir.File(L"inter");
-        for (auto& c : p)
-            if (c == L'\\') c = L'/';
-        return p;
+        std::replace(interForward.begin(), interForward.end(), L'\\', L'/');
     }
 };
 
@@ -50,13 +36,10 @@ TEST(Refusals, NameTheValueTheFileAndTheReason)
     for (const qxkit::Case& c : qxkit::ReadCases(qxtest::SourceDir() + L"\\custom_actions\\permissions\\tests\\refusals.txt")) {
         SCOPED_TRACE(c.name);
         Tree t;
-        std::wstring group = qxkit::W(c.in.at(0)), path = c.in.at(1).empty() ? t.InterForward() : qxkit::W(c.in[1]);
-        if (group == L"<me>") {
-            wchar_t name[256];
-            DWORD size = 256;
-            ASSERT_TRUE(GetUserNameW(name, &size));
-            group = name;
-        }
+        std::wstring group = qxkit::W(c.in.at(0)), path = c.in.at(1).empty() ? t.interForward : qxkit::W(c.in[1]);
+        wchar_t me[256];
+        DWORD size = 256;
+        if (group == L"<me>") group = GetUserNameW(me, &size) ? me : L"";
         if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
             path = t.dir.File(L"linked");
             using ToUnix = char*(CDECL*)(const wchar_t*);
@@ -68,122 +51,55 @@ TEST(Refusals, NameTheValueTheFileAndTheReason)
             ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
             EXPECT_TRUE(qxkit::Poll([&] { return qxtest::Exists(path); }));
         }
-        const std::wstring got = quorix::permissions::Refusal(t.fields, {group, path});
         const std::wstring refused = c.expect.empty() ? L"" : qxkit::W(c.expect[0]);
         const bool isGroup = refused.rfind(L"a group", 0) == 0 || refused == L"not a group";
-        EXPECT_EQ(got, refused.empty() ? L"" : L"Permissions left as they were: " +
-                           std::wstring(isGroup ? L"NTIUserGroup" : L"InterFileBasePath") + L" \"" +
-                           (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + refused);
+        EXPECT_EQ(quorix::permissions::Refusal(t.fields, {group, path}),
+                  refused.empty() ? L"" : L"Permissions left as they were: " +
+                      std::wstring(isGroup ? L"NTIUserGroup" : L"InterFileBasePath") + L" \"" +
+                      (isGroup ? group : path) + L"\" in " + t.fields[0] + L" is " + refused);
     }
 }
 
-struct Walk {
-    UINT result = 0;
-    std::vector<std::wstring> info, warnings;
-};
-
-Walk Grant(const std::vector<std::wstring>& fields, const Settings& settings)
+// walk.txt: the walk over the tree.
+TEST(GrantAccess, EachCaseOfWalkTxt)
 {
-    const auto f = qxkit::InFrame(L"Perm", [&] { GrantAccess(fields, settings); });
-    EXPECT_TRUE(f.fatal.empty());
-    return {f.result, f.info, f.warnings};
-}
-
-TEST(GrantAccess, RootGetsReadExecuteAndFiveDirectoriesFullControl)
-{
-    Tree t;
-    qxtest::AclStore store;
-    const Walk w = Grant(t.fields, {L"Everyone", t.InterForward()});
-    EXPECT_EQ(w.result, 0u);
-    EXPECT_TRUE(w.warnings.empty());
-    const std::wstring inter = t.dir.File(L"inter");
-    EXPECT_EQ(w.info, (std::vector<std::wstring>{
-                          L"Perm:  Granting read/execute to \"Everyone\" on: " + t.fields[1],
-                          L"Perm:  Granting full control to \"Everyone\" on: " + t.fields[2],
-                          L"Perm:  Granting full control to \"Everyone\" on: " + t.fields[3],
-                          L"Perm:  Granting full control to \"Everyone\" on: " + t.fields[4],
-                          L"Perm:  Granting full control to \"Everyone\" on: " + t.fields[5],
-                          L"Perm:  Granting full control to \"Everyone\" on: " + inter,
-                      }));
-    // Forward slashes of the file reach the platform as back slashes.
-    EXPECT_EQ(store.reads, (std::vector<std::wstring>{t.fields[1], t.fields[2], t.fields[3], t.fields[4],
-                                                      t.fields[5], inter}));
-    ASSERT_EQ(store.writes.size(), 6u);
-    const qxtest::AclStore::Ace readExecute{L"S-1-1-0", 0x1200A9, 3}, full{L"S-1-1-0", 0x1F01FF, 3};
-    for (size_t i = 0; i < 6; ++i) {
-        const auto aces = qxtest::AclStore::Aces(store.writes[i].dacl);
-        const auto& wanted = i == 0 ? readExecute : full;
-        EXPECT_NE(std::find(aces.begin(), aces.end(), wanted), aces.end()) << i;
+    const std::wstring file = qxtest::SourceDir() + L"\\custom_actions\\permissions\\tests\\walk.txt";
+    for (const qxkit::Case& c : qxkit::ReadCases(file)) {
+        Tree t;
+        qxtest::AclStore store;
+        Settings settings;
+        for (const auto& line : c.in) {
+            const std::wstring value = qxkit::W(line.substr(line.find(' ') + 1)), path = t.dir.File(value);
+            if (line.rfind("group ", 0) == 0) settings.group = value;
+            if (line.rfind("inter ", 0) == 0) settings.interFileBasePath = path;
+            if (line.rfind("gone ", 0) == 0) RemoveDirectoryW(path.c_str());
+        }
+        std::replace(settings.interFileBasePath.begin(), settings.interFileBasePath.end(), L'\\', L'/');
+        auto got = qxkit::Transcript(qxkit::InFrame(L"Perm", [&] { quorix::permissions::GrantAccess(t.fields, settings); }));
+        for (const auto& p : store.reads) got.push_back("read " + qxkit::N(p));
+        for (const auto& w : store.writes) {
+            got.push_back("write " + qxkit::N(w.path));
+            for (const auto& ace : qxtest::AclStore::Aces(w.dacl))  // the merged entry comes first
+                if (ace.sid == L"S-1-1-0" && got.back()[0] == 'w')
+                    got.push_back("  Everyone " + std::to_string(ace.mask) + " " + std::to_string(ace.flags));
+        }
+        const std::string tree = qxkit::N(t.dir.Path());
+        for (auto& line : got)
+            for (size_t at; (at = line.find(tree)) != std::string::npos;) line.replace(at, tree.size(), "{tree}");
+        qxkit::ExpectCase(file, c, got);
     }
 }
 
-TEST(GrantAccess, UnknownGroupGivesBothWarningsOnceAndALineForEachPath)
-{
-    Tree t;
-    qxtest::AclStore store;
-    const Walk w = Grant(t.fields, {L"No Such Group 4711", t.InterForward()});
-    EXPECT_EQ(w.result, 0u);
-    EXPECT_EQ(w.warnings, (std::vector<std::wstring>{kRootWarning, kDirsWarning}));
-    std::vector<std::wstring> failures;
-    for (const auto& line : w.info)
-        if (line.find(L"Failed to set entries in DACL for: ") != std::wstring::npos) failures.push_back(line);
-    const std::wstring paths[] = {t.fields[1], t.fields[2], t.fields[3], t.fields[4], t.fields[5],
-                                  t.dir.File(L"inter")};
-    ASSERT_EQ(failures.size(), 6u);
-    for (size_t i = 0; i < 6; ++i)
-        EXPECT_EQ(failures[i], L"Perm:  Failed to set entries in DACL for: " + paths[i] + L"  (0x80070057)");
-    EXPECT_TRUE(store.writes.empty());
-}
-
-TEST(GrantAccess, WalkGoesOnAfterAFailedDirectory)
-{
-    Tree t;
-    RemoveDirectoryW(t.fields[2].c_str());  // the first of the five is gone
-    qxtest::AclStore store;
-    const Walk w = Grant(t.fields, {L"Everyone", t.InterForward()});
-    EXPECT_EQ(w.result, 0u);
-    EXPECT_EQ(w.warnings, std::vector<std::wstring>{kDirsWarning}) << "the root went well";
-    EXPECT_EQ(w.info.at(2), L"Perm:  Failed to retrieve DACL for: " + t.fields[2] + L"  (0x80070002)");
-    ASSERT_EQ(store.writes.size(), 5u);
-    EXPECT_EQ(store.writes[1].path, t.fields[3]);
-    EXPECT_EQ(store.writes[4].path, t.dir.File(L"inter"));
-}
-
-TEST(GrantAccess, InterFileBasePathMayNameTheDataDirectory)
-{
-    Tree t;
-    qxtest::AclStore store;
-    // InterFileBasePath names the data directory.
-    std::wstring data = t.fields[3];
-    data.pop_back();
-    for (auto& c : data)
-        if (c == L'\\') c = L'/';
-    // The directory is merged twice, the second time over what the first
-    // wrote. Windows then finds the entry in place and writes nothing; Wine's
-    // merge adds it once more (measured), so the spared write can't be shown.
-    const Walk w = Grant(t.fields, {L"Everyone", data});
-    EXPECT_EQ(w.result, 0u);
-    EXPECT_TRUE(w.warnings.empty());
-    ASSERT_EQ(store.reads.size(), 6u);
-    EXPECT_EQ(store.reads[2], t.fields[3]);
-    EXPECT_EQ(store.reads[5], t.fields[3].substr(0, t.fields[3].size() - 1));
-}
-
-TEST(ReadSettings, UnreadableFileFailsWithTheLastMessage)
+TEST(ReadSettings, ValuesComeFromTheOptionsSectionAndAnUnreadableFileFails)
 {
     qxtest::TempDir dir;
     const std::wstring dat = dir.File(L"quorix.dat");
-    const auto f = qxkit::InFrame(L"Perm", [&] { quorix::permissions::ReadSettings(dat); });
+    auto f = qxkit::InFrame(L"Perm", [&] { quorix::permissions::ReadSettings(dat); });
     EXPECT_EQ(f.result, 1603u);
     ASSERT_EQ(f.fatal.size(), 1u);
     EXPECT_EQ(f.fatal[0].rfind(L"Perm:  Failed to read quorix.dat: ", 0), 0u);
     EXPECT_FALSE(f.info.empty()) << "the reader's own messages went to the log first";
-}
 
-TEST(ReadSettings, ValuesComeFromTheOptionsSection)
-{
-    qxtest::TempDir dir;
-    const std::wstring dat = dir.File(L"quorix.dat");
     qxtest::WriteFileBytes(dat, "Options\nNTIUserGroup Quorix Users\nInterFileBasePath D:/qx/data\nend\n");
     Settings got;
     EXPECT_EQ(qxkit::InFrame(L"Perm", [&] { got = quorix::permissions::ReadSettings(dat); }).result, 0u);

@@ -10,12 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
 #include <sstream>
 
 #include "orvane/qx_datfile.h"
+#include "orvane/qx_filesource.h"
 #include "model_dump.h"
 #include "roundtrip_law.h"
 #include "test_files.h"
@@ -108,9 +110,24 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         {"set-taxonomy", [&](const Words& w, const std::string&) { return dat.setTaxonomyRules(num(w[1]), w[2] == "null" ? nullptr : dat.getTaxonomyRules(num(w[2]))), ""; }},
         {"has-taxonomy", [&](const Words& w, const std::string&) { return std::to_string(dat.getTaxonomyRules(num(w[1])) != nullptr) + "\n"; }},
         {"taxonomy-defaults", [&](const Words& w, const std::string&) { qx_taxonomyrules t(*dat.getTaxonomyRules(num(w[1]))); t.defaultValues(); return std::to_string(t.getRules().size()) + " " + std::to_string(t.getConcatRefFileLines()) + "\n"; }},
-        {"write", [&](const Words& w, const std::string& rest) { return writeBytes(tempPath(w[1]), replaceAll(replaceAll(rest, "|", "\n"), "TEMP/", tempPath(""))), ""; }},
-        {"read", [&](const Words& w, const std::string&) { return path = readInto(replaceAll(replaceAll(line.substr(5), "|", "\n"), "TEMP/", tempPath("")), dat), ""; }},
+        {"write", [&](const Words& w, const std::string& rest) { return fs::create_directories(fs::path(w[1]).parent_path()), writeBytes(w[1], replaceAll(rest, "|", "\n")), ""; }},
+        {"read", [&](const Words&, const std::string&) { return path = readInto(replaceAll(line.substr(5), "|", "\n"), dat), ""; }},
         {"reset", [&](const Words&, const std::string&) { return dat.reset(), "same name " + std::to_string(dat.getFileName() == path) + " nodes " + dat.getQuorixFiles().getNodeListFile() + "\n"; }},
+        // Reading files: '|' ends a line, TEMP/ is this program's own folder, "null" no name.
+        {"kind", [&](const Words& w, const std::string&) { return std::to_string(sourceKind(w[1] == "null" ? nullptr : w[1].c_str())) + "\n"; }},
+        {"lines", [&](const Words& w, const std::string&) { qx_filesource f(&dat, qx_connection_settings()); std::string text = replaceAll(line.substr(6), "|", "\n"), o, l;
+            f.openText(text.data(), text.size()); while (f.getLine(l)) o += "[" + l + "]"; return o + (f.getLine(l) ? " and more\n" : "\n"); }},
+        {"pieces", [&](const Words& w, const std::string& rest) { qx_filesource f(&dat, qx_connection_settings()); char b[8]; int n = -1; char* at = nullptr; std::string o = std::to_string(f.getLine(b, 8, n, at)), text = replaceAll(line.substr(7), "|", "\n");
+            for (f.openText(text.data(), text.size()); f.getLine(b, 8, n, at);) o += " [" + std::string(at) + "] " + std::to_string(n == int(std::strlen(b))); return o + "\n"; }},
+        {"open", [&](const Words& w, const std::string&) { qx_filesource f(&dat, qx_connection_settings()); std::string l, o; for (int i = 0; i < 2; ++i) o += std::to_string(f.open(w[1].c_str())) + std::to_string(f.isOpen()) + (f.getLine(l) ? " [" + l + "] " : " "); return o + "\n"; }},
+        {"open-file", [&](const Words& w, const std::string&) { std::FILE* f = openFile(w[1].c_str(), w[2].c_str(), w.size() > 3 ? nullptr : &dat); return std::to_string(f != nullptr) + "\n" + (f ? std::to_string(std::fclose(f)) : ""); }},
+        {"exists", [&](const Words& w, const std::string&) { return std::to_string(fileExists(w[1] == "null" ? nullptr : w[1].c_str())) + "\n"; }},
+        {"locate", [&](const Words& w, const std::string&) { return "[" + locateConfigFile(w[1].c_str(), w.size() > 2 ? nullptr : &dat, 0) + "]\n"; }},
+        {"locate-from", [&](const Words& w, const std::string&) { auto was = fs::current_path(); fs::current_path(w[1]); std::string found = locateConfigFile("", &dat, 0); fs::current_path(was); return std::to_string(found == defaultRelativeConfigPath()) + "\n"; }},
+        // A rule compiled, copied, assigned and changed.
+        {"compile", [&](const Words& w, const std::string&) { qx_parserule r, defined; r.setActive(true), r.setPattern(line.substr(8)), defined = r; bool ok = r.compile(&errors); qx_parserule copy(r), assigned, quiet(defined); assigned = defined;
+            std::string o = std::to_string(ok) + std::to_string(r.isCompiled()) + std::to_string(r.isActive()) + " copies " + std::to_string(copy.isCompiled()) + std::to_string(copy.getCompiled() != r.getCompiled() || !ok) + std::to_string(assigned.isCompiled()) + std::to_string(quiet.compile(nullptr));
+            return copy.setPattern("other"), o + std::to_string(copy.isCompiled()) + "\n"; }},
         // The message list.
         {"error", [&](const Words& w, const std::string&) { return errors.addError(num(w[1]), w.size() > 2 ? w[2].c_str() : "", w.size() > 3 ? w[3].c_str() : ""), ""; }},
         {"error-int", [&](const Words& w, const std::string&) { return errors.addError(num(w[1]), num(w[2])), ""; }},
@@ -121,6 +138,7 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         {"message", [&](const Words& w, const std::string&) { int n = num(w[1]); return "[" + errors.getMessage(n) + "] " + std::to_string(errors.getSeverity(n)) + " " + std::to_string(errors.getRepeats(n)) + " valid " + std::to_string(errors.isValid()) + "\n"; }},
     };
     while (std::getline(calls, line)) {
+        line = replaceAll(line, "TEMP/", tempPath(""));
         Words w;
         for (std::istringstream words(line); std::getline(words, w.emplace_back(), ' ');) {}
         w.pop_back();
@@ -129,8 +147,9 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
     }
     // The engine's own text behind a failed compile differs by platform.
     out = encode(out + messages(errors, path, "F", false));
-    for (size_t at = out.find("Error string: "); at != std::string::npos; at = out.find("Error string: ", at + 1))
-        out.replace(at + 14, out.find('\n', at) - at - 14, "ENGINE");
+    for (std::string tag : {"Error string: ", "the following error: "})
+        for (size_t at = out.find(tag); at != std::string::npos; at = out.find(tag, at + 1))
+            out.replace(at + tag.size(), out.find('\n', at) - at - tag.size(), "ENGINE");
     for (const auto& [key, value] : dump(dat)) {
         auto d = defaults.find(key);
         if (d == defaults.end() || d->second != value) out += key + " = " + encode(value) + "\n";

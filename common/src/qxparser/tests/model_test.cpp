@@ -1,5 +1,5 @@
 // What the case files can't say: failing files, files that are no files, and
-// the node's own control file found from the working directory.
+// the node's own control file found from the working directory, the locale.
 #include <gtest/gtest.h>
 
 #ifndef _WIN32
@@ -8,11 +8,13 @@
 #include <unistd.h>
 #endif
 
+#include <clocale>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 
 #include "orvane/qx_datfile.h"
+#include "orvane/qx_filesource.h"
 #include "test_files.h"
 
 namespace fs = std::filesystem;
@@ -81,4 +83,14 @@ TEST(NodeIdentity, ANodeReadsItsOwnControlFile)
         EXPECT_EQ(dat.getQuorixOptions().getValue(0), "master.control") << "the line isn't touched";
     }
     fs::current_path(previous);
+}
+
+TEST(LocaleSetter, ScansWithADecimalPointAndRestores)
+{
+    std::string before = std::setlocale(LC_ALL, nullptr);
+    {
+        qxparser_internal::locale_setter guard;
+        EXPECT_STREQ(std::localeconv()->decimal_point, ".");
+    }
+    EXPECT_EQ(std::string(std::setlocale(LC_ALL, nullptr)), before);
 }

@@ -8,16 +8,19 @@
 //   verb of kCalls and its words, split at single blanks); their answers
 //   come first, the messages after them.
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <random>
 #include <sstream>
 
 #include "orvane/qx_datfile.h"
 #include "orvane/qx_filesource.h"
+#include "orvane/qx_zip.h"
 #include "model_dump.h"
 #include "roundtrip_law.h"
 #include "test_files.h"
@@ -41,6 +44,20 @@ std::string messages(const qx_errorlist& list, const std::string& path, const st
 }
 
 using Words = std::vector<std::string>;
+
+// The server's packed form: the plain length in four bytes, low first, then a zlib stream.
+std::string prefix(uint32_t n)
+{
+    return {char(n), char(n >> 8), char(n >> 16), char(n >> 24)};
+}
+
+std::string zlib(const std::string& plain)
+{
+    uLongf room = compressBound(uLong(plain.size()));
+    std::string out(room, '\0');
+    compress((Bytef*)&out[0], &room, (const Bytef*)plain.data(), uLong(plain.size()));
+    return out.substr(0, room);
+}
 
 // A section of the read by its head; any other name is a free-standing list of lines.
 qx_customproperty& section(qx_datfile& d, std::map<std::string, qx_customproperty>& free, const std::string& n)
@@ -128,6 +145,16 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         {"compile", [&](const Words& w, const std::string&) { qx_parserule r, defined; r.setActive(true), r.setPattern(line.substr(8)), defined = r; bool ok = r.compile(&errors); qx_parserule copy(r), assigned, quiet(defined); assigned = defined;
             std::string o = std::to_string(ok) + std::to_string(r.isCompiled()) + std::to_string(r.isActive()) + " copies " + std::to_string(copy.isCompiled()) + std::to_string(copy.getCompiled() != r.getCompiled() || !ok) + std::to_string(assigned.isCompiled()) + std::to_string(quiet.compile(nullptr));
             return copy.setPattern("other"), o + std::to_string(copy.isCompiled()) + "\n"; }},
+        // Packed data: a length prefix ("-" none) and a zlib stream of a text ("z:" cut to w[3]) or bytes as they stand.
+        {"unpack", [&](const Words& w, const std::string& rest) { std::string data = w.size() < 3 || w[2].rfind("z:", 0) ? rest : zlib(w[2].substr(2)).substr(0, w.size() > 3 ? num(w[3]) : -1);
+            qx_zip z(true, (w[1] == "-" ? "" : prefix(std::stoul(w[1]))) + data); errors.appendFrom(z.getErrorRepository()); return std::to_string(z.isValid()) + " [" + z.getUncompressed() + "]\n"; }},
+        // Packs N bytes (random from seed w[2], else 'q's and an 'x'), and unpacks them with zlib and with the class.
+        {"pack", [&](const Words& w, const std::string&) { std::string plain(std::stoull(w[1]), 'q'), data; std::mt19937 gen(num(w[2])); for (char& c : plain) c = w[2] == "0" ? c : char(gen()); if (plain.size() > 12345) plain[12345] = 'x';
+            qx_zip packed(false, plain); data = packed.getCompressed(); uLongf n = uLongf(plain.size()); std::string out(n, '\0'); qx_zip unpacked(true, data);
+            bool plainZlib = data.size() > 4 && uncompress((Bytef*)&out[0], &n, (const Bytef*)data.data() + 4, uLong(data.size() - 4)) == Z_OK && out == plain;
+            errors.appendFrom(packed.getErrorRepository()), errors.appendFrom(unpacked.getErrorRepository());
+            return std::to_string(packed.isValid()) + std::to_string(data.size() == packed.getCompressedLength()) + std::to_string(data.substr(0, 4) == prefix(uint32_t(plain.size()))) + std::to_string(plainZlib) + " unpacked " +
+                   std::to_string(unpacked.isValid()) + std::to_string(unpacked.getUncompressed() == plain) + std::to_string(unpacked.getUncompressedLength() == plain.size()) + "\n"; }},
         // The message list.
         {"error", [&](const Words& w, const std::string&) { return errors.addError(num(w[1]), w.size() > 2 ? w[2].c_str() : "", w.size() > 3 ? w[3].c_str() : ""), ""; }},
         {"error-int", [&](const Words& w, const std::string&) { return errors.addError(num(w[1]), num(w[2])), ""; }},

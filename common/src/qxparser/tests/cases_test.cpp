@@ -62,11 +62,9 @@ std::string zlib(const std::string& plain)
 // A section of the read by its head; any other name is a free-standing list of lines.
 qx_customproperty& section(qx_datfile& d, std::map<std::string, qx_customproperty>& free, const std::string& n)
 {
-    if (n == "Cluster") return d.getClusterParams();
     if (n == "Options") return d.getQuorixOptions();
     if (n == "WWW") return d.getWWWOptions();
     if (n == "PARSE") return d.getParseOptions();
-    if (n.rfind("Taxonomy_", 0) == 0) return *d.getTaxonomyRules(std::stoi(n.substr(9)));
     return free[n];
 }
 
@@ -122,12 +120,13 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         // A copy made with each way there is: its entries and comments.
         {"db-copies", [&](const Words&, const std::string&) { qx_databases made(dat.getDatabases()), assigned; qx_datfile other; readInto("Databases\n## mine\nend\n", other), other.getDatabases() = dat.getDatabases();
             made.appendDatabase(entry); std::string o; for (auto* d : {&made, &other.getDatabases(), &dat.getDatabases()}) o += std::to_string(d->getNumberOfDatabases()) + " " + std::to_string(d->isAvailable()) + " [" + qxmodel::join(d->getComments()) + "]\n"; return o; }},
-        // The whole read: copied, read again, reset; TEMP/ is this program's own folder, '|' a line end.
+        // The whole read: copied, read again (from another working folder), reset; '|' ends a line.
         {"copy", [&](const Words&, const std::string&) { qx_datfile b; b.copyFrom(dat); dat.reset(), dat.setFileName(""), errors.addError(qxerr::noQuorixDat), dat.copyFrom(b); return "same name " + std::to_string(dat.getFileName() == path) + "\n"; }},
         {"set-taxonomy", [&](const Words& w, const std::string&) { return dat.setTaxonomyRules(num(w[1]), w[2] == "null" ? nullptr : dat.getTaxonomyRules(num(w[2]))), ""; }},
         {"has-taxonomy", [&](const Words& w, const std::string&) { return std::to_string(dat.getTaxonomyRules(num(w[1])) != nullptr) + "\n"; }},
         {"taxonomy-defaults", [&](const Words& w, const std::string&) { qx_taxonomyrules t(*dat.getTaxonomyRules(num(w[1]))); t.defaultValues(); return std::to_string(t.getRules().size()) + " " + std::to_string(t.getConcatRefFileLines()) + "\n"; }},
         {"write", [&](const Words& w, const std::string& rest) { return fs::create_directories(fs::path(w[1]).parent_path()), writeBytes(w[1], replaceAll(rest, "|", "\n")), ""; }},
+        {"cd", [&](const Words& w, const std::string&) { return fs::current_path(w[1]), ""; }},
         {"read", [&](const Words&, const std::string&) { return path = readInto(replaceAll(line.substr(5), "|", "\n"), dat), ""; }},
         {"reset", [&](const Words&, const std::string&) { return dat.reset(), "same name " + std::to_string(dat.getFileName() == path) + " nodes " + dat.getQuorixFiles().getNodeListFile() + "\n"; }},
         // Reading files: '|' ends a line, TEMP/ is this program's own folder, "null" no name.
@@ -164,6 +163,7 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         {"append-errors", [&](const Words&, const std::string&) { return errors.appendFrom(errors), ""; }},
         {"message", [&](const Words& w, const std::string&) { int n = num(w[1]); return "[" + errors.getMessage(n) + "] " + std::to_string(errors.getSeverity(n)) + " " + std::to_string(errors.getRepeats(n)) + " valid " + std::to_string(errors.isValid()) + "\n"; }},
     };
+    const fs::path cwd = fs::current_path();
     while (std::getline(calls, line)) {
         line = replaceAll(line, "TEMP/", tempPath(""));
         Words w;
@@ -172,6 +172,7 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         size_t rest = line.find(' ', line.find(' ') + 1);
         out += kCalls.at(w[0])(w, rest == std::string::npos ? "" : line.substr(rest + 1));
     }
+    fs::current_path(cwd);
     // The engine's own text behind a failed compile differs by platform.
     out = encode(out + messages(errors, path, "F", false));
     for (std::string tag : {"Error string: ", "the following error: "})

@@ -1,5 +1,5 @@
-// What the case files can't say: failing files, files that are no files, and
-// the node's own control file found from the working directory, the locale.
+// What the case files can't say: failing saves, an include that is no file,
+// and the locale guard.
 #include <gtest/gtest.h>
 
 #ifndef _WIN32
@@ -10,14 +10,12 @@
 
 #include <clocale>
 #include <cstdio>
-#include <filesystem>
 #include <string>
 
 #include "orvane/qx_datfile.h"
 #include "orvane/qx_filesource.h"
 #include "test_files.h"
 
-namespace fs = std::filesystem;
 using namespace orvane;
 using namespace qxtestfiles;
 
@@ -58,31 +56,6 @@ TEST(DatFile, MissingFileFailedSavesAndAnIncludeThatIsNoFile)
 #endif
     EXPECT_FALSE(dat.isValid());
     EXPECT_TRUE(dat.getClusterParams().isEnabled()) << "the section goes on";
-}
-
-TEST(NodeIdentity, ANodeReadsItsOwnControlFile)
-{
-    // "../config/iam.dat" is found from the working directory.
-    fs::path root = fs::path(tempDir()) / "iam";
-    fs::create_directories(root / "config");
-    fs::create_directories(root / "bin");
-    fs::path previous = fs::current_path();
-    fs::current_path(root / "bin");
-    const std::tuple<const char*, bool, const char*> cases[] = {
-        {"0\n", true, "node.control"}, {" 0", true, "node.control"}, {"1\n", true, "master.control"},
-        {"x", true, "master.control"}, {nullptr, true, "master.control"}, {"0\n", false, "master.control"},
-    };
-    for (const auto& [iam, enabled, control] : cases) {
-        fs::remove(root / "config" / "iam.dat");
-        if (iam) writeBytes((root / "config" / "iam.dat").string(), iam);
-        qx_datfile dat;
-        readInto(std::string("Cluster\nEnabled ") + (enabled ? "1" : "0") +
-                     "\nend\nOptions\nQuorixControlFile master.control\nQuorixNodeControlFile node.control\nend\n",
-                 dat);
-        EXPECT_EQ(dat.getQuorixOptions().getQuorixControlFile(), control) << (iam ? iam : "none");
-        EXPECT_EQ(dat.getQuorixOptions().getValue(0), "master.control") << "the line isn't touched";
-    }
-    fs::current_path(previous);
 }
 
 TEST(LocaleSetter, ScansWithADecimalPointAndRestores)

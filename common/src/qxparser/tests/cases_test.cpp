@@ -132,9 +132,11 @@ std::string runCase(std::string input, const std::map<std::string, std::string>&
         // Reading files: '|' ends a line, TEMP/ is this program's own folder, "null" no name.
         {"kind", [&](const Words& w, const std::string&) { return std::to_string(sourceKind(w[1] == "null" ? nullptr : w[1].c_str())) + "\n"; }},
         {"lines", [&](const Words& w, const std::string&) { qx_filesource f(&dat, qx_connection_settings()); std::string text = replaceAll(line.substr(6), "|", "\n"), o, l;
-            f.openText(text.data(), text.size()); while (f.getLine(l)) o += "[" + l + "]"; return o + (f.getLine(l) ? " and more\n" : "\n"); }},
+            f.openText(text.data(), text.size()); while (f.getLine(l)) o += "[" + l + "]";
+            return o + (f.getLine(l) ? " and more\n" : "\n"); }},
         {"pieces", [&](const Words& w, const std::string& rest) { qx_filesource f(&dat, qx_connection_settings()); char b[8]; int n = -1; char* at = nullptr; std::string o = std::to_string(f.getLine(b, 8, n, at)), text = replaceAll(line.substr(7), "|", "\n");
-            for (f.openText(text.data(), text.size()); f.getLine(b, 8, n, at);) o += " [" + std::string(at) + "] " + std::to_string(n == int(std::strlen(b))); return o + "\n"; }},
+            for (f.openText(text.data(), text.size()); f.getLine(b, 8, n, at);) o += " [" + std::string(at) + "] " + std::to_string(n == int(std::strlen(b)));
+            return o + "\n"; }},
         {"open", [&](const Words& w, const std::string&) { qx_filesource f(&dat, qx_connection_settings()); std::string l, o; for (int i = 0; i < 2; ++i) o += std::to_string(f.open(w[1].c_str())) + std::to_string(f.isOpen()) + (f.getLine(l) ? " [" + l + "] " : " "); return o + "\n"; }},
         {"open-file", [&](const Words& w, const std::string&) { std::FILE* f = openFile(w[1].c_str(), w[2].c_str(), w.size() > 3 ? nullptr : &dat); return std::to_string(f != nullptr) + "\n" + (f ? std::to_string(std::fclose(f)) : ""); }},
         {"exists", [&](const Words& w, const std::string&) { return std::to_string(fileExists(w[1] == "null" ? nullptr : w[1].c_str())) + "\n"; }},

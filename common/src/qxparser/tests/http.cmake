@@ -2,7 +2,7 @@
 set(qx_http_dir ${CMAKE_CURRENT_LIST_DIR}/../../../../testing/http)
 include(${qx_http_dir}/QxHttpServer.cmake)
 qx_add_gtest(NAME qxparser_http_tests
-  SOURCES zip_test.cpp http_test.cpp http_server.cpp test_files.cpp
+  SOURCES http_test.cpp http_server.cpp test_files.cpp
   LIBS orvane)
 target_include_directories(qxparser_http_tests PRIVATE ${CMAKE_CURRENT_LIST_DIR})
 if(WIN32)

@@ -20,9 +20,6 @@ std::string accessLog();
 // A file of the server's configuration directory, byte for byte.
 std::string configFile(const std::string& name);
 
-std::string readFile(const std::string& path);
-std::string tempPath(const std::string& name);
-
 // The agent string this platform's client sends.
 const char* agent();
 

@@ -28,33 +28,10 @@ TEST(Regex, SameCompileResultAndSubExpressionCountOnEveryPlatform)
     EXPECT_GT(rows, 40);
 }
 
-TEST(ParseRule, CompileReportsTheEngineTextAndTheGroupCount)
+// The engine's own text behind a failed compile, cut to its room; the case
+// files show it masked, as it differs by platform.
+TEST(ParseRule, CompileReportsTheEngineText)
 {
-    struct Case {
-        const char* pattern;
-        bool compiled;
-        int32_t code;  // 0: no message
-    };
-    const Case cases[] = {
-        {">\\([^ ]*\\)", true, 0},
-        {"\\(", false, qxerr::ruleCompile},
-        {"no group", false, qxerr::ruleSubExpressions},
-        {"\\(a\\)\\(b\\)", false, qxerr::ruleSubExpressions},
-    };
-    for (const Case& c : cases) {
-        qx_parserule rule;
-        rule.setActive(true);
-        rule.setPattern(c.pattern);
-        qx_errorlist errors;
-        EXPECT_EQ(rule.compile(&errors), c.compiled) << c.pattern;
-        EXPECT_EQ(rule.isCompiled(), c.compiled) << c.pattern;
-        EXPECT_TRUE(rule.isActive()) << "a failed compile leaves the rule defined";
-        EXPECT_EQ(errors.getErrorNumber(1), c.code) << c.pattern;
-        // Without a list the faults go nowhere.
-        qx_parserule quiet(rule);
-        EXPECT_EQ(quiet.compile(nullptr), c.compiled);
-    }
-
     qx_errorlist errors;
     qx_parserule rule;
     rule.setPattern("\\(");
@@ -62,31 +39,4 @@ TEST(ParseRule, CompileReportsTheEngineTextAndTheGroupCount)
     std::string engineText;
     qx_regex::compile("\\(", engineText);
     EXPECT_EQ(errors.getMessage(1), "Error compiling the parse rule: \\(. Error string: " + engineText.substr(0, 127));
-
-    rule.setPattern("\\(a\\)\\(b\\)");
-    rule.compile(&errors);
-    EXPECT_EQ(errors.getMessage(2), "Only one sub-expression per parse rule allowed. Found 2 in \\(a\\)\\(b\\)");
-}
-
-TEST(ParseRule, CopyRecompilesOnlyWhatWasCompiled)
-{
-    qx_parserule compiled;
-    compiled.setActive(true);
-    compiled.setPattern(">\\(.*\\)");
-    ASSERT_TRUE(compiled.compile(nullptr));
-    qx_parserule copy(compiled);
-    EXPECT_TRUE(copy.isCompiled());
-    EXPECT_NE(copy.getCompiled(), compiled.getCompiled()) << "a copy owns its own compiled form";
-
-    qx_parserule defined;
-    defined.setActive(true);
-    defined.setPattern(">\\(.*\\)");
-    copy = defined;
-    EXPECT_FALSE(copy.isCompiled());
-    EXPECT_TRUE(copy.isActive());
-    EXPECT_EQ(copy.getPattern(), ">\\(.*\\)");
-
-    copy = compiled;
-    copy.setPattern("other");
-    EXPECT_FALSE(copy.isCompiled()) << "a new pattern drops the old compiled form";
 }

@@ -4,8 +4,6 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <functional>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -28,58 +26,29 @@ std::string tempDir()
     return dir;
 }
 
-std::string tempPath(const std::string& name)
-{
-    return tempDir() + "/" + name;
-}
+std::string tempPath(const std::string& name) { return tempDir() + "/" + name; }
 
-std::string corpusDir()
-{
-    return QX_CORPUS_DIR;
-}
+std::string corpusDir() { return QX_CORPUS_DIR; }
 
 void writeBytes(const std::string& path, const std::string& bytes)
 {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    ASSERT_TRUE(out.good()) << path;
+    ASSERT_TRUE((std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes).good()) << path;
 }
 
 std::string readBytes(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream all;
-    all << in.rdbuf();
+    all << std::ifstream(path, std::ios::binary).rdbuf();
     return all.str();
 }
 
-std::string platformText(const std::string& text)
-{
 #ifdef _WIN32
-    std::string out;
-    for (char c : text) {
-        if (c == '\n') out += '\r';
-        out += c;
-    }
-    return out;
+std::string platformText(const std::string& text) { return replaceAll(text, "\n", "\r\n"); }
+std::string lfText(const std::string& text) { return replaceAll(text, "\r\n", "\n"); }
 #else
-    return text;
+std::string platformText(const std::string& text) { return text; }
+std::string lfText(const std::string& text) { return text; }
 #endif
-}
-
-std::string lfText(const std::string& text)
-{
-#ifdef _WIN32
-    std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') continue;
-        out += text[i];
-    }
-    return out;
-#else
-    return text;
-#endif
-}
 
 std::string readInto(const std::string& text, orvane::qx_datfile& dat)
 {
@@ -89,13 +58,6 @@ std::string readInto(const std::string& text, orvane::qx_datfile& dat)
     dat.setFileName(path);
     dat.read();
     return path;
-}
-
-std::string codes(const orvane::qx_errorlist& list)
-{
-    std::string out;
-    for (int n = 1; n <= list.getMessageCount(); ++n) out += std::to_string(list.getErrorNumber(n)) + ";";
-    return out;
 }
 
 std::string replaceAll(std::string s, const std::string& from, const std::string& to)
@@ -161,7 +123,4 @@ int runBlocks(const std::string& path, const std::function<std::string(const std
     if (bless) std::ofstream(path, std::ios::binary) << rewritten;
     return count;
 }
-
-
-
 }  // namespace qxtestfiles

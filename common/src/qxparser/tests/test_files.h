@@ -25,9 +25,6 @@ std::string platformText(const std::string& lfText);
 // file's path, which the messages name.
 std::string readInto(const std::string& text, orvane::qx_datfile& dat);
 
-// The codes of a list's messages, each followed by ';'.
-std::string codes(const orvane::qx_errorlist& list);
-
 // The save text back in LF form, whatever platform wrote it.
 std::string lfText(const std::string& platform);
 

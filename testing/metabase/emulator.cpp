@@ -57,13 +57,8 @@ HRESULT ToVariant(const Value& v, VARIANT* out, bool asArray)
     return S_OK;
 }
 
-std::wstring Show(const Value& v)
-{
-    if (v.kind != Value::List) return v.kind == Value::Number ? std::to_wstring(v.number) : v.text;
-    std::wstring all;
-    for (const auto& e : v.list) all += (all.empty() ? L"" : L" | ") + e;
-    return L"[" + all + L"]";
-}
+// A value as Put gave it: a number or a text.
+std::wstring Show(const Value& v) { return v.kind == Value::Number ? std::to_wstring(v.number) : v.text; }
 
 // The file of an extension record allowed,file,deletable,group,description:
 // it may hold commas, so the last three fields are counted from the end.

@@ -31,17 +31,6 @@ std::wstring BuiltServer()
 
 }  // namespace
 
-MetabaseLock::MetabaseLock() : mutex_(CreateMutexW(nullptr, FALSE, L"qxtest-metabase-provider"))
-{
-    WaitForSingleObject(mutex_, INFINITE);
-}
-
-MetabaseLock::~MetabaseLock()
-{
-    ReleaseMutex(mutex_);
-    CloseHandle(mutex_);
-}
-
 MetabaseEmulator::MetabaseEmulator(const std::wstring& file, const std::wstring& server) : file_(file)
 {
     wchar_t old[512] = L"";

@@ -14,8 +14,8 @@ namespace qxtest {
 // Held by whoever registers the emulator: test programs may run side by side
 // in the one prefix, and the provider key is one.
 struct MetabaseLock {
-    MetabaseLock();
-    ~MetabaseLock();
+    MetabaseLock() : mutex_(CreateMutexW(nullptr, FALSE, L"qxtest-metabase-provider")) { WaitForSingleObject(mutex_, INFINITE); }
+    ~MetabaseLock() { ReleaseMutex(mutex_), CloseHandle(mutex_); }
     HANDLE mutex_;
 };
 

@@ -1,7 +1,7 @@
 #include "qxtest/metabase_model.h"
 
-#include <cstdio>
-#include <cwctype>
+#include <cwchar>
+#include <iterator>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -12,10 +12,8 @@ namespace {
 
 std::wstring Trim(const std::wstring& s)
 {
-    size_t b = 0, e = s.size();
-    while (b < e && iswspace(s[b])) ++b;
-    while (e > b && iswspace(s[e - 1])) --e;
-    return s.substr(b, e - b);
+    const size_t b = s.find_first_not_of(L" \t\r\n\f\v"), e = s.find_last_not_of(L" \t\r\n\f\v");
+    return b == std::wstring::npos ? std::wstring() : s.substr(b, e - b + 1);
 }
 
 std::wstring NoTrailingSlash(std::wstring p)
@@ -24,33 +22,26 @@ std::wstring NoTrailingSlash(std::wstring p)
     return p;
 }
 
+bool SamePath(const std::wstring& a, const std::wstring& b) { return EqualNoCase(NoTrailingSlash(a), NoTrailingSlash(b)); }
+
 }  // namespace
 
 bool EqualNoCase(const std::wstring& a, const std::wstring& b)
 {
-    if (a.size() != b.size()) return false;
-    for (size_t i = 0; i < a.size(); ++i)
-        if (towlower(a[i]) != towlower(b[i])) return false;
-    return true;
+    return a.size() == b.size() && _wcsnicmp(a.c_str(), b.c_str(), a.size()) == 0;
 }
-
-bool SamePath(const std::wstring& a, const std::wstring& b) { return EqualNoCase(NoTrailingSlash(a), NoTrailingSlash(b)); }
 
 std::string Utf8(const std::wstring& text)
 {
-    if (text.empty()) return {};
-    int n = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-    std::string out(n, '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), &out[0], n, nullptr, nullptr);
+    std::string out(WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), nullptr, 0, nullptr, nullptr), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), int(text.size()), &out[0], int(out.size()), nullptr, nullptr);
     return out;
 }
 
 std::wstring Wide(const std::string& utf8)
 {
-    if (utf8.empty()) return {};
-    int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-    std::wstring out(n, L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), &out[0], n);
+    std::wstring out(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), int(utf8.size()), nullptr, 0), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, utf8.data(), int(utf8.size()), &out[0], int(out.size()));
     return out;
 }
 
@@ -61,14 +52,10 @@ Value* Node::Find(const std::wstring& name)
     return nullptr;
 }
 
-const Value* Node::Find(const std::wstring& name) const { return const_cast<Node*>(this)->Find(name); }
-
 void Node::Set(const std::wstring& name, const Value& value)
 {
-    if (Value* v = Find(name))
-        *v = value;
-    else
-        properties.emplace_back(name, value);
+    if (Value* v = Find(name)) *v = value;
+    else properties.emplace_back(name, value);
 }
 
 HRESULT Node::FailureFor(const std::wstring& op, const std::wstring& arg) const
@@ -78,18 +65,6 @@ HRESULT Node::FailureFor(const std::wstring& op, const std::wstring& arg) const
     return S_OK;
 }
 
-std::wstring Node::Name() const
-{
-    const size_t slash = path.rfind(L'/');
-    return slash == std::wstring::npos ? path : path.substr(slash + 1);
-}
-
-std::wstring Node::Class() const
-{
-    const Value* v = Find(L"Class");
-    return v && v->kind == Value::Text ? v->text : L"IIsObject";
-}
-
 Node* Metabase::Find(const std::wstring& path)
 {
     for (Node& n : nodes)
@@ -97,16 +72,13 @@ Node* Metabase::Find(const std::wstring& path)
     return nullptr;
 }
 
-const Node* Metabase::Find(const std::wstring& path) const { return const_cast<Metabase*>(this)->Find(path); }
-
 std::vector<const Node*> Metabase::Children(const std::wstring& path) const
 {
-    const std::wstring parent = NoTrailingSlash(path);
     std::vector<const Node*> children;
     for (const Node& n : nodes) {
         const size_t slash = n.path.rfind(L'/');
-        if (slash == std::wstring::npos || slash + 1 == n.path.size()) continue;
-        if (SamePath(n.path.substr(0, slash), parent)) children.push_back(&n);
+        if (slash != std::wstring::npos && slash + 1 != n.path.size() && SamePath(n.path.substr(0, slash), path))
+            children.push_back(&n);
     }
     return children;
 }
@@ -115,68 +87,42 @@ Metabase Parse(const std::string& utf8)
 {
     Metabase mb;
     std::istringstream in(utf8);
-    std::string raw;
     int number = 0;
-    auto fail = [&](const char* why) {
-        throw std::runtime_error("metabase line " + std::to_string(number) + ": " + why);
-    };
-    while (std::getline(in, raw)) {
+    auto fail = [&](const char* why) { throw std::runtime_error("metabase line " + std::to_string(number) + ": " + why); };
+    for (std::string raw; std::getline(in, raw);) {
         ++number;
         if (!raw.empty() && raw.back() == '\r') raw.pop_back();
-        const std::wstring line = Wide(raw);
-        const std::wstring trimmed = Trim(line);
+        const std::wstring line = Wide(raw), trimmed = Trim(line);
         if (trimmed.empty() || trimmed[0] == L'#') continue;
         if (trimmed[0] == L'[') {
             if (trimmed.back() != L']') fail("a node line ends in ]");
-            Node n;
-            n.path = NoTrailingSlash(trimmed.substr(1, trimmed.size() - 2));
-            mb.nodes.push_back(n);
+            mb.nodes.push_back(Node{NoTrailingSlash(trimmed.substr(1, trimmed.size() - 2)), {}, {}});
             continue;
         }
         if (mb.nodes.empty()) fail("a property before the first node");
         Node& node = mb.nodes.back();
-        if (trimmed.compare(0, 6, L"!fail ") == 0) {
-            const size_t eq = trimmed.rfind(L'=');
-            if (eq == std::wstring::npos) fail("a failure needs = code");
-            const std::wstring call = Trim(trimmed.substr(6, eq - 6));
-            Failure f;
-            const size_t blank = call.find(L' ');
-            f.op = call.substr(0, blank);
-            f.arg = blank == std::wstring::npos ? L"" : Trim(call.substr(blank));
-            f.code = static_cast<HRESULT>(std::wcstoul(Trim(trimmed.substr(eq + 1)).c_str(), nullptr, 0));
-            node.failures.push_back(f);
-            continue;
-        }
-        if (trimmed.size() > 2 && trimmed.compare(trimmed.size() - 2, 2, L"[]") == 0) {
-            Value v;
-            v.kind = Value::List;
-            node.Set(Trim(trimmed.substr(0, trimmed.size() - 2)), v);
-            continue;
-        }
         const size_t eq = line.find(L'=');
-        if (eq == std::wstring::npos || eq == 0) fail("expected name = value");
-        std::wstring value = line.substr(eq + 1);
-        if (!value.empty() && value[0] == L' ') value.erase(0, 1);
-        const wchar_t op = line[eq - 1];
-        if (op == L'+') {
-            const std::wstring name = Trim(line.substr(0, eq - 1));
-            Value* v = node.Find(name);
-            if (!v || v->kind != Value::List) {
-                Value list;
-                list.kind = Value::List;
-                node.Set(name, list);
-                v = node.Find(name);
-            }
-            v->list.push_back(value);
-        } else if (op == L'#') {
-            Value v;
-            v.kind = Value::Number;
-            v.number = std::wcstol(value.c_str(), nullptr, 0);
-            node.Set(Trim(line.substr(0, eq - 1)), v);
+        if (trimmed.compare(0, 6, L"!fail ") == 0) {
+            const size_t last = trimmed.rfind(L'=');
+            if (last == std::wstring::npos) fail("a failure needs = code");
+            const std::wstring call = Trim(trimmed.substr(6, last - 6));
+            const size_t blank = call.find(L' ');
+            node.failures.push_back({call.substr(0, blank), blank == std::wstring::npos ? L"" : Trim(call.substr(blank)),
+                                     HRESULT(std::wcstoul(Trim(trimmed.substr(last + 1)).c_str(), nullptr, 0))});
+        } else if (trimmed.size() > 2 && trimmed.compare(trimmed.size() - 2, 2, L"[]") == 0) {
+            node.Set(Trim(trimmed.substr(0, trimmed.size() - 2)), Value{Value::List});
+        } else if (eq == std::wstring::npos || eq == 0) {
+            fail("expected name = value");
         } else {
-            Value v;
-            v.text = value;
-            node.Set(Trim(line.substr(0, eq)), v);
+            // "name += v", "name #= n" or "name = text"; one blank after = is the separator.
+            const std::wstring value = line.substr(eq + (eq + 1 < line.size() && line[eq + 1] == L' ' ? 2 : 1));
+            const wchar_t op = line[eq - 1];
+            const std::wstring name = Trim(line.substr(0, op == L'+' || op == L'#' ? eq - 1 : eq));
+            Value* v = node.Find(name);
+            if (op == L'+' && !(v && v->kind == Value::List)) node.Set(name, Value{Value::List}), v = node.Find(name);
+            if (op == L'+') v->list.push_back(value);
+            else if (op == L'#') node.Set(name, Value{Value::Number, L"", std::wcstol(value.c_str(), nullptr, 0)});
+            else node.Set(name, Value{Value::Text, value});
         }
     }
     return mb;
@@ -185,20 +131,13 @@ Metabase Parse(const std::string& utf8)
 std::string Serialize(const Metabase& mb)
 {
     std::wostringstream out;
-    bool first = true;
     for (const Node& n : mb.nodes) {
-        if (!first) out << L"\r\n";
-        first = false;
-        out << L"[" << n.path << L"]\r\n";
+        out << (&n == &mb.nodes.front() ? L"[" : L"\r\n[") << n.path << L"]\r\n";
         for (const auto& p : n.properties) {
-            switch (p.second.kind) {
-            case Value::Text: out << p.first << L" = " << p.second.text << L"\r\n"; break;
-            case Value::Number: out << p.first << L" #= " << p.second.number << L"\r\n"; break;
-            case Value::List:
-                if (p.second.list.empty()) out << p.first << L" []\r\n";
-                for (const auto& e : p.second.list) out << p.first << L" += " << e << L"\r\n";
-                break;
-            }
+            if (p.second.kind == Value::Text) out << p.first << L" = " << p.second.text << L"\r\n";
+            if (p.second.kind == Value::Number) out << p.first << L" #= " << p.second.number << L"\r\n";
+            if (p.second.kind == Value::List && p.second.list.empty()) out << p.first << L" []\r\n";
+            for (const auto& e : p.second.list) out << p.first << L" += " << e << L"\r\n";
         }
         for (const Failure& f : n.failures) {
             wchar_t code[16];
@@ -213,9 +152,7 @@ Metabase Load(const std::wstring& file)
 {
     std::ifstream in(file.c_str(), std::ios::binary);
     if (!in) throw std::runtime_error("cannot read the metabase file " + Utf8(file));
-    std::ostringstream s;
-    s << in.rdbuf();
-    return Parse(s.str());
+    return Parse(std::string(std::istreambuf_iterator<char>(in), {}));
 }
 
 void Save(const std::wstring& file, const Metabase& mb)
@@ -224,8 +161,6 @@ void Save(const std::wstring& file, const Metabase& mb)
     out << Serialize(mb);
     if (!out) throw std::runtime_error("cannot write the metabase file " + Utf8(file));
 }
-
-std::wstring ChangeLogPath(const std::wstring& file) { return file + L".changes"; }
 
 void Record(const std::wstring& file, const std::wstring& line)
 {

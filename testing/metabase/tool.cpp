@@ -23,13 +23,11 @@ int wmain()
     }
     wchar_t self[MAX_PATH];
     GetModuleFileNameW(nullptr, self, MAX_PATH);
-    std::wstring server = self;
+    std::wstring server = self, command = argv[3];
     server = server.substr(0, server.rfind(L'\\') + 1) + L"qxmetabase.dll";
-
     DWORD code = 1;
     {
         qxtest::MetabaseEmulator emulator(argv[2], server);
-        std::wstring command = argv[3];
         STARTUPINFOW si{};
         si.cb = sizeof si;
         PROCESS_INFORMATION pi{};
@@ -39,8 +37,7 @@ int wmain()
         }
         WaitForSingleObject(pi.hProcess, INFINITE);
         GetExitCodeProcess(pi.hProcess, &code);
-        CloseHandle(pi.hThread);
-        CloseHandle(pi.hProcess);
+        CloseHandle(pi.hThread), CloseHandle(pi.hProcess);
     }
     std::printf("exit code: %lu\n", code);
     std::fflush(stdout);

@@ -13,15 +13,10 @@ namespace qxtest {
 
 // Held by whoever registers the emulator: test programs may run side by side
 // in the one prefix, and the provider key is one.
-class MetabaseLock {
-public:
-    MetabaseLock();
-    ~MetabaseLock();
-    MetabaseLock(const MetabaseLock&) = delete;
-    MetabaseLock& operator=(const MetabaseLock&) = delete;
-
-private:
-    void* mutex_;
+struct MetabaseLock {
+    MetabaseLock() : mutex_(CreateMutexW(nullptr, FALSE, L"qxtest-metabase-provider")) { WaitForSingleObject(mutex_, INFINITE); }
+    ~MetabaseLock() { ReleaseMutex(mutex_), CloseHandle(mutex_); }
+    HANDLE mutex_;
 };
 
 // Registers the emulator (server DLL at `server`, default: the build's) as
@@ -30,22 +25,20 @@ class MetabaseEmulator {
 public:
     explicit MetabaseEmulator(const std::wstring& file, const std::wstring& server = std::wstring());
     ~MetabaseEmulator();
-    MetabaseEmulator(const MetabaseEmulator&) = delete;
-    MetabaseEmulator& operator=(const MetabaseEmulator&) = delete;
 
-    const std::wstring& File() const { return file_; }
     // Writes a described metabase and empties the change log.
-    void Reset(const std::string& text) const;
-    qxmb::Metabase Read() const;
+    void Reset(const std::string& text) const
+    {
+        qxmb::Save(file_, qxmb::Parse(text));
+        DeleteFileW(qxmb::ChangeLogPath(file_).c_str());
+    }
+    qxmb::Metabase Read() const { return qxmb::Load(file_); }
     std::vector<std::wstring> Changes() const;  // the change log, line by line
 
 private:
     MetabaseLock lock_;
-    std::wstring file_;
+    std::wstring file_, oldProvider_;
     bool hadProvider_ = false;
-    std::wstring oldProvider_;
 };
-
-std::wstring MetabaseServer();  // qxmetabase.dll of this build
 
 }  // namespace qxtest

@@ -22,11 +22,18 @@
 
 namespace qxmb {
 
+// The emulator's class and the names it is registered under.
+// {6A1C3E57-9B2D-4F48-8E0A-5D7C2B19F463}
+constexpr CLSID kEmulatorClass = {0x6A1C3E57, 0x9B2D, 0x4F48, {0x8E, 0x0A, 0x5D, 0x7C, 0x2B, 0x19, 0xF4, 0x63}};
+constexpr const wchar_t* kEmulatorClassText = L"{6A1C3E57-9B2D-4F48-8E0A-5D7C2B19F463}";
+constexpr const wchar_t* kEmulatorProgId = L"QxTest.Metabase";
+
 struct Value {
-    enum Kind { Text, Number, List } kind = Text;
+    enum Kind { Text, Number, List } kind;
     std::wstring text;
-    long number = 0;
+    long number;
     std::vector<std::wstring> list;
+    Value(Kind k = Text, std::wstring t = {}, long n = 0) : kind(k), text(std::move(t)), number(n) {}
 };
 
 // The first argument-free or matching failure of an operation wins.
@@ -43,23 +50,20 @@ struct Node {
     std::vector<Failure> failures;
 
     Value* Find(const std::wstring& name);
-    const Value* Find(const std::wstring& name) const;
+    const Value* Find(const std::wstring& name) const { return const_cast<Node*>(this)->Find(name); }
     void Set(const std::wstring& name, const Value& value);
     // The code the call is told to fail with, or S_OK.
     HRESULT FailureFor(const std::wstring& op, const std::wstring& arg = std::wstring()) const;
-    std::wstring Name() const;   // last path element
-    std::wstring Class() const;  // the Class property, IIsObject without one
 };
 
 struct Metabase {
     std::vector<Node> nodes;
 
     Node* Find(const std::wstring& path);
-    const Node* Find(const std::wstring& path) const;
+    const Node* Find(const std::wstring& path) const { return const_cast<Metabase*>(this)->Find(path); }
     std::vector<const Node*> Children(const std::wstring& path) const;
 };
 
-bool SamePath(const std::wstring& a, const std::wstring& b);
 bool EqualNoCase(const std::wstring& a, const std::wstring& b);
 
 // Throws std::runtime_error naming the line of a text it cannot read.
@@ -70,7 +74,7 @@ Metabase Load(const std::wstring& file);
 void Save(const std::wstring& file, const Metabase& metabase);
 // Appends one line (UTF-8, CRLF) to the change log beside the file.
 void Record(const std::wstring& file, const std::wstring& line);
-std::wstring ChangeLogPath(const std::wstring& file);
+inline std::wstring ChangeLogPath(const std::wstring& file) { return file + L".changes"; }
 
 std::string Utf8(const std::wstring& text);
 std::wstring Wide(const std::string& utf8);

@@ -1,7 +1,5 @@
 // CustomActionData splitting, the deferred frame's field count, the file
 // operations and the .tmp/.bak transaction. The tables are in cases/deferred.txt.
-#include <algorithm>
-
 #include "cases.h"
 #include "msiu/deferred.h"
 #include "msiu/files.h"
@@ -45,6 +43,19 @@ TEST(Deferred, Cases)
         {"forward", [](const Args& a) { return msiu::ToForwardSlashes(a[0]); }},
         {"back", [](const Args& a) { return msiu::ToBackSlashes(a[0]); }},
         {"canonical", [](const Args& a) { return msiu::CanonicalPath(a[0]); }},
+        // schedule | action | data: outside the script, with no run mode
+        {"schedule", [](const Args& a) {
+             qxtest::Session s;
+             int phase = -1;
+             const std::wstring r = InFrame(s, [&] { phase = static_cast<int>(msiu::CurrentPhase()); msiu::ScheduleDeferredAction(a[0], a[1]); });
+             return r + L" | phase " + std::to_wstring(phase);
+         }},
+        {"tempfile", [](const Args&) {
+             const std::wstring name = msiu::MakeTempFileName();
+             const std::wstring r = cases::B(qxtest::Exists(name)) + cases::B(name.rfind(msiu::GetTempDir(), 0) == 0);
+             DeleteFileW(name.c_str());
+             return r;
+         }},
         {"nospaces", [](const Args& a) {
              qxtest::Session s;
              return InFrame(s, [&] { msiu::CheckPathHasNoSpaces(a[0]); });
@@ -79,45 +90,7 @@ TEST(Deferred, Cases)
              for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
              return r;
          }},
-        // tx | F before | T left by an interrupted install | B before | commit or rollback => F | T | B after
-        {"tx", [&](const Args& a) {
-             msiu::FileTransaction tx(F);
-             for (const std::wstring& f : {F, tx.Temp(), tx.Backup()}) DeleteFileW(f.c_str());
-             for (auto [path, text] : {std::pair{F, a[0]}, {tx.Temp(), a[1]}, {tx.Backup(), a[2]}})
-                 if (text != L"-") qxtest::WriteFileBytes(path, cases::N(text));
-             qxtest::Session s;
-             const UINT r = msiu::RunAction(s.Handle(), L"T", false, [&] {
-                 tx.SaveOriginal();
-                 qxtest::WriteFileBytes(F, "new");
-                 if (a[3] == L"commit") tx.Commit();
-                 else tx.Rollback();
-             });
-             return std::to_wstring(r) + L" | " + Content(F) + L" | " + Content(tx.Temp()) + L" | " + Content(tx.Backup());
-         }},
     });
-}
-
-TEST(Deferred, NoRunModeOutsideTheScriptAndAnUnknownActionFails)
-{
-    qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"T", false, [] {
-        EXPECT_EQ(msiu::CurrentPhase(), msiu::Phase::None);
-        msiu::ScheduleDeferredAction(L"NoSuchActionExec", L"a|b");
-    });
-    const auto fatal = s.capture.Texts(0);
-    ASSERT_EQ(fatal.size(), 1u);
-    EXPECT_EQ(fatal[0].rfind(L"T:  Failed to schedule deferred CA: NoSuchActionExec  (0x8007", 0), 0u) << cases::N(fatal[0]);
-    const auto info = s.capture.Texts(0x4000000);
-    const std::wstring line = L"T:  Error " + fatal[0].substr(fatal[0].size() - 11, 10) + L": Failed MsiDoAction on deferred action";
-    EXPECT_NE(std::find(info.begin(), info.end(), line), info.end()) << cases::N(line);
-}
-
-TEST(FileOps, TempFileIsMadeInTheTempDirectory)
-{
-    const std::wstring name = msiu::MakeTempFileName();
-    EXPECT_TRUE(qxtest::Exists(name));
-    EXPECT_EQ(name.rfind(msiu::GetTempDir(), 0), 0u);
-    DeleteFileW(name.c_str());
 }
 
 // What a member of the group that may write F's directory can leave there

@@ -2,7 +2,6 @@
 // read files, find the build trees.
 #pragma once
 
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -36,11 +35,7 @@ inline std::string ReadFile(const std::string& path)
 
 inline void WriteFile(const std::string& path, const std::string& bytes) { std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes; }
 
-inline bool Exists(const std::string& path)
-{
-    struct stat st;
-    return stat(path.c_str(), &st) == 0;
-}
+inline bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
 
 // The exit status and both streams. Output goes through a file, not a pipe: a
 // Windows program may leave Wine's services behind, and they would hold a

@@ -26,8 +26,8 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
                                           "rpcrt4.dll", "comdlg32.dll", "netapi32.dll"};
     for (auto [preset, objdump] : {std::pair{"win64", "x86_64"}, {"win32", "i686"}}) {
         SCOPED_TRACE(preset);
-        const auto r = qxnative::Run(std::string(objdump) + "-w64-mingw32-objdump -p " + qxnative::BuildDir(preset) + "/custom_actions/quorixca.dll");
-        ASSERT_EQ(r.status, 0) << r.output;
+        const auto [status, dump] = qxnative::Run(std::string(objdump) + "-w64-mingw32-objdump -p " + qxnative::BuildDir(preset) + "/custom_actions/quorixca.dll");
+        ASSERT_EQ(status, 0) << dump;
         std::set<std::string> exports, imports, expected;
         for (const auto& a : names) {
             expected.insert("_" + a + "@4");
@@ -36,7 +36,7 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
         bool inNames = false;
         std::smatch m;
         const std::regex exportRow(R"(^\s*\[\s*\d+\]\s+(\S+)\s*$)"), importRow(R"(^\s*DLL Name:\s+(\S+)\s*$)");
-        for (const auto& line : qxnative::Lines(r.output)) {
+        for (const auto& line : qxnative::Lines(dump)) {
             if (line.find("[Ordinal/Name Pointer] Table") != std::string::npos) inNames = true;
             else if (inNames && std::regex_match(line, m, exportRow)) exports.insert(m[1]);
             else if (line.empty()) inNames = false;

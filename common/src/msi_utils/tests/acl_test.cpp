@@ -1,8 +1,8 @@
 // The access entry list and the DACL merge. Wine merges for real and refuses
 // unknown names, but keeps no DACL it is given and makes each directory's
 // list up from its mode bits; the store stand-in records what is written and
-// hands it back on the next read.
-#include <algorithm>
+// hands it back on the next read. The merge cases are in cases/acl.txt.
+#include <memory>
 
 #include "cases.h"
 #include "msiu/acl.h"
@@ -17,6 +17,8 @@ TEST(ExplicitAccessList, RecordsPointAtTheListsOwnStableNames)
     std::vector<std::wstring> names;
     for (int i = 0; i < 200; ++i) names.push_back(i % 2 ? L"g" + std::to_wstring(i) : std::wstring(40, L'a' + i % 26));
     for (const auto& n : names) list.Add(n, 0x1200A9, GRANT_ACCESS, 3);
+    list.Clear();
+    for (const auto& n : names) list.Add(n, 0x1200A9, GRANT_ACCESS, 3);
     ASSERT_EQ(list.Count(), 200u);
     for (size_t i = 0; i < names.size(); ++i) {
         const EXPLICIT_ACCESS_W& e = list.Entries()[i];
@@ -24,75 +26,38 @@ TEST(ExplicitAccessList, RecordsPointAtTheListsOwnStableNames)
         EXPECT_EQ(msiu::Format(L"%s %d %x %d %u", e.Trustee.ptstrName, e.Trustee.TrusteeForm, e.grfAccessPermissions, e.grfAccessMode,
                                e.grfInheritance), msiu::Format(L"%s %d 1200a9 %d 3", names[i].c_str(), TRUSTEE_IS_NAME, GRANT_ACCESS));
     }
-    list.Clear();
-    EXPECT_EQ(list.Count(), 0u);
-    list.Add(L"Everyone", 0x1F01FF, GRANT_ACCESS, 3);
-    EXPECT_EQ(std::wstring(list.Entries()[0].Trustee.ptstrName), L"Everyone");
 }
 
-// The frame's result and its fatal lines; no trustee merges an empty list.
-std::wstring MergeIn(const std::wstring& path, const std::wstring& trustee, DWORD rights, bool skip = true)
-{
-    qxtest::Session s;
-    std::wstring r = std::to_wstring(msiu::RunAction(s.Handle(), L"Acl", false, [&] {
-        msiu::ExplicitAccessList list;
-        if (!trustee.empty()) list.Add(trustee, rights, GRANT_ACCESS, 3);
-        msiu::MergeDacl(path, SE_FILE_OBJECT, list, skip);
-    }));
-    for (const auto& line : s.capture.Texts(0)) r += L" | " + line;
-    return r;
-}
-
-TEST(MergeDacl, WritesTheOldEntriesWithTheNewOneAndNothingWhenNothingChanges)
+TEST(MergeDacl, Cases)
 {
     qxtest::TempDir dir;
-    qxtest::AclStore store;
-    ASSERT_EQ(MergeIn(dir.Path(), L"Everyone", 0x1F01FF), L"0");
-    ASSERT_EQ(store.writes.size(), 1u);
-    EXPECT_EQ(store.writes[0].path, dir.Path());
-    const auto aces = qxtest::AclStore::Aces(store.writes[0].dacl);
-    EXPECT_NE(std::find(aces.begin(), aces.end(), qxtest::AclStore::Ace{L"S-1-1-0", 0x1F01FF, 3}), aces.end());
-    // The entries the directory had stay: none of Wine's made-up ones is lost.
-    for (const auto& old : aces)
-        if (old.sid != L"S-1-1-0") EXPECT_NE(old.mask, 0u);
-    EXPECT_GE(aces.size(), 2u);
-
-    // Wine's merge adds a GRANT entry again even when the list holds it
-    // already (measured), where Windows combines it with the one in place: so
-    // the merge that changes nothing is shown with no entries at all; the byte
-    // comparison that spares the write is the same for either.
-    ASSERT_EQ(MergeIn(dir.Path(), L"", 0), L"0");
-    EXPECT_EQ(store.writes.size(), 1u) << "the merged list equals the stored one";
-    EXPECT_EQ(store.reads.size(), 2u);
-    // Unless asked to write regardless.
-    ASSERT_EQ(MergeIn(dir.Path(), L"", 0, false), L"0");
-    ASSERT_EQ(store.writes.size(), 2u);
-    EXPECT_EQ(store.writes[1].dacl, store.writes[0].dacl);
-}
-
-TEST(MergeDacl, EachFailingStepHasItsText)
-{
-    qxtest::TempDir dir;
-    const std::wstring missing = dir.File(L"no such dir");
-    const struct {
-        std::wstring path, trustee;
-        int failInfoCall;
-        DWORD failSet;
-        std::wstring fatal;
-    } cases[] = {
-        {missing, L"Everyone", 0, 0, L"Failed to retrieve DACL for: " + missing + L"  (0x80070002)"},
-        {dir.Path(), L"No Such Group 4711", 0, 0, L"Failed to set entries in DACL for: " + dir.Path() + L"  (0x80070057)"},
-        {dir.Path(), L"Everyone", 1, 0, L"Unable to get size information from old DACL.  (0x80070538)"},
-        {dir.Path(), L"Everyone", 2, 0, L"Unable to get size information from new DACL.  (0x80070538)"},
-        {dir.Path(), L"Everyone", 0, ERROR_ACCESS_DENIED, L"Failed to apply new DACL to: " + dir.Path() + L"  (0x80070005)"},
-    };
-    for (const auto& c : cases) {
-        qxtest::AclStore store;
-        store.failInfoCall = c.failInfoCall;
-        store.failSet = c.failSet;
-        EXPECT_EQ(MergeIn(c.path, c.trustee, 0x1F01FF), L"1603 | Acl:  " + c.fatal);
-        EXPECT_TRUE(store.writes.empty()) << cases::N(c.fatal);
-    }
+    std::unique_ptr<qxtest::AclStore> store;
+    cases::Run("acl.txt", {{"merge", [&](const cases::Args& a) {
+        if (a[0] != L"=") store.reset(), store = std::make_unique<qxtest::AclStore>();
+        store->failInfoCall = std::stoi(a[3]);
+        store->failSet = std::stoul(a[4]);
+        qxtest::Session s;
+        std::wstring r = std::to_wstring(msiu::RunAction(s.Handle(), L"Acl", false, [&] {
+            msiu::ExplicitAccessList list;
+            if (!a[2].empty()) list.Add(a[2], 0x1F01FF, GRANT_ACCESS, 3);
+            msiu::MergeDacl(dir.File(a[1]), SE_FILE_OBJECT, list, a[5] == L"1");
+        }));
+        for (const auto& line : s.capture.Texts(0)) r += L" | " + line;
+        r += msiu::Format(L" | reads %u writes %u", static_cast<unsigned>(store->reads.size()), static_cast<unsigned>(store->writes.size()));
+        const auto& w = store->writes;
+        if (!w.empty()) {
+            // The directory's own entries stay beside the new one: none of Wine's made-up ones is lost.
+            size_t kept = 0;
+            for (const auto& ace : qxtest::AclStore::Aces(w.back().dacl))
+                if (ace == qxtest::AclStore::Ace{L"S-1-1-0", 0x1F01FF, 3}) r += L" | Everyone full";
+                else kept += ace.mask != 0;
+            r += (w.back().path == dir.File(a[1]) ? L" | of the path" : L" | elsewhere") + std::wstring(kept ? L", its own kept" : L"");
+            if (w.size() > 1) r += w.back().dacl == w[w.size() - 2].dacl ? L", as before" : L", changed";
+        }
+        const std::wstring path = dir.Path().substr(0, dir.Path().size() - 1);
+        for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
+        return r;
+    }}});
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 
 #include "msiu/error.h"
 #include "pal/atlexception.h"
+#include "pal/exception.h"
 #include "qxtest/session.h"
 
 namespace cases {
@@ -46,12 +47,18 @@ inline std::wstring Outcome(const std::function<std::wstring()>& f)
         return msiu::Format(L"! com 0x%08X", static_cast<unsigned>(e.Error()));
     } catch (const ATL::CAtlException& e) {
         return msiu::Format(L"! atl 0x%08X", static_cast<unsigned>(e.m_hr));
+    } catch (const PAL::Exception&) {
+        return L"! platform";
+    } catch (const std::exception&) {
+        return L"! std";
     }
 }
 
 inline void Run(const char* file, const std::map<std::string, Fn>& fns)
 {
-    std::istringstream in(qxtest::ReadFileBytes(qxtest::SourceDir() + L"/common/src/msi_utils/tests/cases/" + W(file)));
+    // A bare name is one of cases/, a path one of the source tree.
+    const std::wstring dir = std::string(file).find('/') == std::string::npos ? L"/common/src/msi_utils/tests/cases/" : L"/";
+    std::istringstream in(qxtest::ReadFileBytes(qxtest::SourceDir() + dir + W(file)));
     int n = 0, ran = 0;
     for (std::string line; std::getline(in, line);) {
         ++n;
@@ -75,12 +82,7 @@ inline void Run(const char* file, const std::map<std::string, Fn>& fns)
             }
         }
         const auto f = fns.find(fn);
-        if (f == fns.end()) {
-            ADD_FAILURE() << file << ":" << n << ": no such function: " << fn;
-            continue;
-        }
-        ++ran;
-        const std::string got = N(f->second(args));
+        const std::string got = f == fns.end() ? "no such function: " + fn : (++ran, N(f->second(args)));
         if (got != expect) ADD_FAILURE() << file << ":" << n << ": " << line << "\n- " << expect << "\n+ " << got;
     }
     EXPECT_GT(ran, 0) << file;

@@ -1,7 +1,5 @@
 // CustomActionData splitting, the deferred frame's field count, the file
 // operations and the .tmp/.bak transaction. The tables are in cases/deferred.txt.
-#include <algorithm>
-
 #include "cases.h"
 #include "msiu/deferred.h"
 #include "msiu/files.h"
@@ -23,8 +21,21 @@ std::wstring InFrame(qxtest::Session& s, Body body)
 
 std::wstring Content(const std::wstring& path) { return qxtest::Exists(path) ? cases::W(qxtest::ReadFileBytes(path)) : L"-"; }
 
+// What a member of the group that may write F's directory can leave there
+// before an install (the trap rows): each execute either goes through
+// with its log line or refuses with the file and the reason and changes
+// nothing, and the next install (the trap gone) goes through.
+std::wstring g_linked;  // the name that looks like a link or junction
+unsigned long LinkProbe(const wchar_t* path)
+{
+    const DWORD a = GetFileAttributesW(path);
+    if (g_linked != path) return a;
+    return (a == INVALID_FILE_ATTRIBUTES ? FILE_ATTRIBUTE_NORMAL : a) | FILE_ATTRIBUTE_REPARSE_POINT;
+}
+
 TEST(Deferred, Cases)
 {
+    msiu::detail::SetAttributeProbe(&LinkProbe);
     qxtest::TempDir dir;
     const std::wstring F = dir.File(L"httpd.conf");
     cases::Run("deferred.txt", {
@@ -45,6 +56,19 @@ TEST(Deferred, Cases)
         {"forward", [](const Args& a) { return msiu::ToForwardSlashes(a[0]); }},
         {"back", [](const Args& a) { return msiu::ToBackSlashes(a[0]); }},
         {"canonical", [](const Args& a) { return msiu::CanonicalPath(a[0]); }},
+        // schedule | action | data: outside the script, with no run mode
+        {"schedule", [](const Args& a) {
+             qxtest::Session s;
+             int phase = -1;
+             const std::wstring r = InFrame(s, [&] { phase = static_cast<int>(msiu::CurrentPhase()); msiu::ScheduleDeferredAction(a[0], a[1]); });
+             return r + L" | phase " + std::to_wstring(phase);
+         }},
+        {"tempfile", [](const Args&) {
+             const std::wstring name = msiu::MakeTempFileName();
+             const std::wstring r = cases::B(qxtest::Exists(name)) + cases::B(name.rfind(msiu::GetTempDir(), 0) == 0);
+             DeleteFileW(name.c_str());
+             return r;
+         }},
         {"nospaces", [](const Args& a) {
              qxtest::Session s;
              return InFrame(s, [&] { msiu::CheckPathHasNoSpaces(a[0]); });
@@ -79,99 +103,47 @@ TEST(Deferred, Cases)
              for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
              return r;
          }},
-        // tx | F before | T left by an interrupted install | B before | commit or rollback => F | T | B after
-        {"tx", [&](const Args& a) {
-             msiu::FileTransaction tx(F);
-             for (const std::wstring& f : {F, tx.Temp(), tx.Backup()}) DeleteFileW(f.c_str());
-             for (auto [path, text] : {std::pair{F, a[0]}, {tx.Temp(), a[1]}, {tx.Backup(), a[2]}})
-                 if (text != L"-") qxtest::WriteFileBytes(path, cases::N(text));
+        // trap | what | where (see the rows)
+        {"trap", [](const Args& a) {
+             qxtest::TempDir dir;
              qxtest::Session s;
-             const UINT r = msiu::RunAction(s.Handle(), L"T", false, [&] {
+             const std::wstring F = dir.File(L"httpd.conf");
+             msiu::FileTransaction tx(F);
+             qxtest::WriteFileBytes(F, "old");
+             qxtest::WriteFileBytes(tx.Backup(), "older");
+             const std::wstring part = tx.Temp() + L".part";
+             const std::wstring name = std::vector<std::wstring>{F, dir.Path().substr(0, dir.Path().size() - 1), tx.Temp(), tx.Staging(), part, tx.Backup()}[std::stoi(a[1])];
+             HANDLE lock = INVALID_HANDLE_VALUE;
+             if (a[0] == L"link") g_linked = name;
+             if ((a[0] == L"link" && a[1] >= L"2") || a[0] == L"stale") qxtest::WriteFileBytes(name, "stale");
+             if (a[0] == L"readonly") SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
+             if (a[0] == L"locked") lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+             const auto execute = [&] {
                  tx.SaveOriginal();
-                 qxtest::WriteFileBytes(F, "new");
-                 if (a[3] == L"commit") tx.Commit();
-                 else tx.Rollback();
-             });
-             return std::to_wstring(r) + L" | " + Content(F) + L" | " + Content(tx.Temp()) + L" | " + Content(tx.Backup());
+                 qxtest::WriteFileBytes(tx.Staging(), "new");
+                 if (!tx.InstallStaging()) throw 1;
+             };
+             std::wstring r = InFrame(s, execute);
+             if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
+             r += L" | F=" + Content(F) + L" T=" + Content(tx.Temp());
+             g_linked.clear();
+             if (r[0] == L'1') {  // the trap gone, the next install goes through
+                 SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
+                 DeleteFileW(tx.Temp().c_str());
+                 r += L" | again " + InFrame(s, execute).substr(0, 1);
+             }
+             r += L" | commit " + InFrame(s, [&] { tx.Commit(); }).substr(0, 1);
+             r += L" F=" + Content(F) + L" B=" + Content(tx.Backup()) + (GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY ? L" read-only" : L"");
+             for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part})
+                 if (qxtest::Exists(gone)) r += L" left " + gone;
+             const std::wstring path = dir.Path().substr(0, dir.Path().size() - 1);
+             for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
+             return r;
          }},
     });
-}
-
-TEST(Deferred, NoRunModeOutsideTheScriptAndAnUnknownActionFails)
-{
-    qxtest::Session s;
-    msiu::RunAction(s.Handle(), L"T", false, [] {
-        EXPECT_EQ(msiu::CurrentPhase(), msiu::Phase::None);
-        msiu::ScheduleDeferredAction(L"NoSuchActionExec", L"a|b");
-    });
-    const auto fatal = s.capture.Texts(0);
-    ASSERT_EQ(fatal.size(), 1u);
-    EXPECT_EQ(fatal[0].rfind(L"T:  Failed to schedule deferred CA: NoSuchActionExec  (0x8007", 0), 0u) << cases::N(fatal[0]);
-    const auto info = s.capture.Texts(0x4000000);
-    const std::wstring line = L"T:  Error " + fatal[0].substr(fatal[0].size() - 11, 10) + L": Failed MsiDoAction on deferred action";
-    EXPECT_NE(std::find(info.begin(), info.end(), line), info.end()) << cases::N(line);
-}
-
-TEST(FileOps, TempFileIsMadeInTheTempDirectory)
-{
-    const std::wstring name = msiu::MakeTempFileName();
-    EXPECT_TRUE(qxtest::Exists(name));
-    EXPECT_EQ(name.rfind(msiu::GetTempDir(), 0), 0u);
-    DeleteFileW(name.c_str());
-}
-
-// What a member of the group that may write F's directory can leave there
-// before an install (cases/deferred.txt): each execute either goes through
-// with its log line or refuses with the file and the reason and changes
-// nothing, and the next install (the trap gone) goes through.
-std::wstring g_linked;  // the name that looks like a link or junction
-unsigned long LinkProbe(const wchar_t* path)
-{
-    const DWORD a = GetFileAttributesW(path);
-    if (g_linked != path) return a;
-    return (a == INVALID_FILE_ATTRIBUTES ? FILE_ATTRIBUTE_NORMAL : a) | FILE_ATTRIBUTE_REPARSE_POINT;
-}
-
-TEST(FileOps, TrapsAreRefusedOrCleanedNeverFollowed)
-{
-    msiu::detail::SetAttributeProbe(&LinkProbe);
-    cases::Run("traps.txt", {{"trap", [](const Args& a) {
-        qxtest::TempDir dir;
-        qxtest::Session s;
-        const std::wstring F = dir.File(L"httpd.conf");
-        msiu::FileTransaction tx(F);
-        qxtest::WriteFileBytes(F, "old");
-        qxtest::WriteFileBytes(tx.Backup(), "older");
-        const std::wstring part = tx.Temp() + L".part";
-        const std::wstring name = std::vector<std::wstring>{F, dir.Path().substr(0, dir.Path().size() - 1), tx.Temp(), tx.Staging(), part, tx.Backup()}[std::stoi(a[1])];
-        HANDLE lock = INVALID_HANDLE_VALUE;
-        if (a[0] == L"link") g_linked = name;
-        if ((a[0] == L"link" && a[1] >= L"2") || a[0] == L"stale") qxtest::WriteFileBytes(name, "stale");
-        if (a[0] == L"readonly") SetFileAttributesW(name.c_str(), FILE_ATTRIBUTE_READONLY);
-        if (a[0] == L"locked") lock = CreateFileW(F.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-        const auto execute = [&] {
-            tx.SaveOriginal();
-            qxtest::WriteFileBytes(tx.Staging(), "new");
-            if (!tx.InstallStaging()) throw 1;
-        };
-        std::wstring r = InFrame(s, execute);
-        if (lock != INVALID_HANDLE_VALUE) CloseHandle(lock);
-        r += L" | F=" + Content(F) + L" T=" + Content(tx.Temp());
-        g_linked.clear();
-        if (r[0] == L'1') {  // the trap gone, the next install goes through
-            SetFileAttributesW(F.c_str(), FILE_ATTRIBUTE_NORMAL);
-            DeleteFileW(tx.Temp().c_str());
-            r += L" | again " + InFrame(s, execute).substr(0, 1);
-        }
-        r += L" | commit " + InFrame(s, [&] { tx.Commit(); }).substr(0, 1);
-        r += L" F=" + Content(F) + L" B=" + Content(tx.Backup()) + (GetFileAttributesW(tx.Backup().c_str()) & FILE_ATTRIBUTE_READONLY ? L" read-only" : L"");
-        for (const std::wstring& gone : {tx.Temp(), tx.Staging(), part})
-            if (qxtest::Exists(gone)) r += L" left " + gone;
-        const std::wstring path = dir.Path().substr(0, dir.Path().size() - 1);
-        for (size_t at; (at = r.find(path)) != std::wstring::npos;) r.replace(at, path.size(), L"<dir>");
-        return r;
-    }}});
     msiu::detail::SetAttributeProbe(nullptr);
 }
+
+
 
 }  // namespace

@@ -1,9 +1,10 @@
 // One Internet shortcut: Wine's own shortcut object, which has no
 // IShellLinkW, shows the failure path; the stand-in class, registered for
-// the same class id for the current user, shows the file that is written
-// and the failures of the single steps.
+// the same class id, shows the file that is written and the failures of the
+// single steps. The cases are in cases/shortcut.txt.
 #include <objbase.h>
 
+#include <memory>
 #include <thread>
 
 #include "cases.h"
@@ -13,58 +14,34 @@
 
 namespace {
 
-// The frame's result and every line, made on a fresh thread: no COM unless the case starts it.
-std::wstring Create(const std::wstring& path, const std::wstring& url, const std::wstring& description, bool com = true)
+TEST(UrlShortcut, Cases)
 {
-    std::wstring r;
-    std::thread([&] {
-        qxtest::Session s;
-        r = std::to_wstring(msiu::RunAction(s.Handle(), L"Url", false, [&] {
-            if (com) CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-            struct Uninit {
-                bool on;
-                ~Uninit() { if (on) CoUninitialize(); }
-            } uninit{com};
-            msiu::CreateURLShortcut(path, url, description);
-        }));
-        for (const auto& m : s.capture.messages) r += L" | " + m.text;
-    }).join();
-    return r;
-}
-
-TEST(UrlShortcut, WineObjectLacksIShellLinkAndWritesNothing)
-{
-    qxtest::ShortcutClassLock wineObject;
     qxtest::TempDir dir;
-    const std::wstring path = dir.File(L"Home.url");
-    EXPECT_EQ(Create(path, L"http://h/home.html", L"Home"), L"1603 | Url:  Creating URL shortcut for \"http://h/home.html\" in: " +
-                                                                path + L" | Url:  Interface IShellLink not available  (0x80004002)");
-    EXPECT_FALSE(qxtest::Exists(path));
-}
-
-TEST(UrlShortcut, StandInWritesUrlAndDescriptionOrEachStepFailsWithItsText)
-{
-    qxtest::ShortcutStandIn standIn;
-    qxtest::TempDir dir;
-    const std::wstring path = dir.File(L"Search log.url"), a = dir.File(L"a.url"), inMissingDir = dir.File(L"missing\\a.url");
-    qxtest::WriteFileBytes(path, std::string(500, 'x'));
-    EXPECT_EQ(Create(path, L"http://h:81/q/x-cgi/qx-review.exe", L"Quorix search log").substr(0, 2), L"0 ");
-    EXPECT_EQ(qxtest::ReadFileBytes(path), "[{000214A0-0000-0000-C000-000000000046}]\r\nProp12=31,Quorix search log\r\n"
-                                           "[InternetShortcut]\r\nURL=http://h:81/q/x-cgi/qx-review.exe\r\n");
-    const struct {
-        std::wstring path, description;
-        bool com;
-        std::wstring fatal;
-    } cases[] = {
-        {a, L"d", false, L"Failed to get IUniformResourceLocator interface to create shortcut: " + a + L"  (0x800401f0)"},
-        {a, std::wstring(1024, L'd'), true, L"Failed to set Description for shortcut: " + a + L"  (0x80070057)"},
-        {inMissingDir, L"d", true, L"Failed to save shortcut: " + inMissingDir + L"  (0x80070003)"},
-    };
-    for (const auto& c : cases) {
-        const std::wstring r = Create(c.path, L"http://h/", c.description, c.com);
-        EXPECT_EQ(r.substr(0, 5) + r.substr(r.rfind(L" | ")), L"1603  | Url:  " + c.fatal);
-        EXPECT_FALSE(qxtest::Exists(c.path));
-    }
+    // object | x's in the file before | file | url | description ("d1024": 1024 d's) | COM started => the
+    // result, every line, the file after; made on a fresh thread: no COM unless the case starts it.
+    cases::Run("shortcut.txt", {{"url", [&](const cases::Args& a) {
+        std::unique_ptr<qxtest::ShortcutClassLock> wine(a[0] == L"wine" ? new qxtest::ShortcutClassLock : nullptr);
+        std::unique_ptr<qxtest::ShortcutStandIn> standIn(a[0] == L"wine" ? nullptr : new qxtest::ShortcutStandIn);
+        const std::wstring path = dir.File(a[2]), description = a[4] == L"d1024" ? std::wstring(1024, L'd') : a[4];
+        if (a[1] != L"0") qxtest::WriteFileBytes(path, std::string(std::stoi(a[1]), 'x'));
+        std::wstring r;
+        std::thread([&] {
+            qxtest::Session s;
+            r = std::to_wstring(msiu::RunAction(s.Handle(), L"Url", false, [&] {
+                if (a[5] == L"1") CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+                struct Uninit {
+                    bool on;
+                    ~Uninit() { if (on) CoUninitialize(); }
+                } uninit{a[5] == L"1"};
+                msiu::CreateURLShortcut(path, a[3], description);
+            }));
+            for (const auto& m : s.capture.messages) r += L" | " + m.text;
+        }).join();
+        r += L" | file " + (qxtest::Exists(path) ? cases::Escaped(cases::W(qxtest::ReadFileBytes(path))) : L"-");
+        DeleteFileW(path.c_str());
+        for (size_t at; (at = r.find(dir.Path())) != std::wstring::npos;) r.replace(at, dir.Path().size(), L"<dir>\\");
+        return r;
+    }}});
 }
 
 }  // namespace

@@ -95,6 +95,7 @@ void qx_datfile::reset()
     droppedLines.clear();
     movedComments.clear();
     rewrittenLines.clear();
+    cutRuns.clear();
 }
 
 void qx_datfile::copyFrom(const qx_datfile& other)
@@ -191,7 +192,7 @@ void qx_datfile::readNodeIdentity()
 bool qx_datfile::readTopLevel(qx_filesource& source)
 {
     std::vector<std::pair<int, std::string>> dropped, rewritten;
-    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped, &rewritten};
+    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped, &rewritten, &cutRuns};
     auto keep = [&](std::vector<dropped_line>& to, std::vector<std::pair<int, std::string>>& from) {
         for (auto& d : from) to.push_back({d.first, std::move(d.second)});
     };
@@ -315,6 +316,17 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
     }
     for (auto m = moved.rbegin(); m != moved.rend(); ++m) movedComments.push_back({m->first, std::move(m->second)});
     return true;
+}
+
+const std::vector<qx_datfile::dropped_line>& qx_datfile::getRewrittenLines() const
+{
+    if (cutRuns.empty()) return rewrittenLines;
+    for (const auto& [first, last] : cutRuns)
+        for (int k = first; k <= last; ++k) rewrittenLines.push_back({k, "blanks at the end cut"});
+    cutRuns.clear();
+    std::stable_sort(rewrittenLines.begin(), rewrittenLines.end(),
+                     [](const dropped_line& a, const dropped_line& b) { return a.line < b.line; });
+    return rewrittenLines;
 }
 
 std::string qx_datfile::readTaxonomy(section_input& in)

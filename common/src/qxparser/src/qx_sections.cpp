@@ -69,7 +69,7 @@ bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain
     // close the section early when the saved file is read again: such a line
     // keeps its blanks.
     if (cutStored && isEndLine(text)) cutStored = false;
-    if (cutStored && text.size() != line.size()) in.rewrite(in.source.lineNumber(), "blanks at the end cut");
+    if (cutStored && text.size() != line.size()) in.noteCut(in.source.lineNumber());
     // The cut only shortens the line, so either form is a place in the text.
     storeLine(cutStored ? in.raw.substr(0, text.size()) : in.raw, in.source.sharedText());
     return true;

@@ -134,6 +134,8 @@ struct section_input {
     std::vector<std::pair<int, std::string>>* dropped = nullptr;
     // Where it notes a line that a save writes in another form only.
     std::vector<std::pair<int, std::string>>* rewritten = nullptr;
+    // The lines of it that lose blanks at the end, as runs of line numbers.
+    std::vector<std::pair<int, int>>* cutRuns = nullptr;
     // The same line as a view into the source's text, for the sections that
     // keep it without a copy.
     std::string_view raw = {};
@@ -150,6 +152,14 @@ struct section_input {
     void rewrite(int at, const std::string& how)
     {
         if (rewritten) rewritten->emplace_back(at, how);
+    }
+    void noteCut(int at)
+    {
+        if (!cutRuns) return;
+        if (!cutRuns->empty() && cutRuns->back().second + 1 == at)
+            cutRuns->back().second = at;
+        else
+            cutRuns->emplace_back(at, at);
     }
 };
 

@@ -186,11 +186,14 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
 
     for (int i = 0; i < databaseCopy.getNumberOfDatabases(); ++i) {
         qx_databaseoptions& entry = *databaseCopy.getDatabase(i);
-        std::string path = entry.getPath();
-        const std::string placeholder = "###ROOT###/sequence";
-        const size_t at = path.find(placeholder);
-        if (at != std::string::npos) path.replace(at, placeholder.size(), sequence);
-        entry.setPath(path);
+        const std::string_view placeholder = "###ROOT###/sequence";
+        const size_t at = entry.getPath().find(placeholder);
+        if (at != std::string::npos) {
+            std::string path = entry.getPath();
+            path.replace(at, placeholder.size(), sequence);
+            entry.setPath(path);
+        }
+        // Writes the line anew from the fields in any case.
         entry.setThreads(threads);
         if (flags & kEstTaxonomy) {
             if (entry.getName() == "EST_human" && entry.getTaxonomyRule() == 0 && added10) {

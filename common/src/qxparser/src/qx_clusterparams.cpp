@@ -59,20 +59,17 @@ void qx_clusterparams::readSection(section_input& in)
     // @include line itself is what a save writes, so the directive keeps
     // working and no other file's text lands in quorix.dat.
     std::unique_ptr<qx_filesource> included;
-    std::string includedLine;
+    std::string line;
     while (true) {
-        std::string* current = nullptr;
         if (included) {
-            if (!included->getLine(includedLine) || isEndLine(includedLine)) {
+            if (!included->getLine(line) || isEndLine(line)) {
                 included.reset();
                 continue;
             }
-            current = &includedLine;
         } else {
             if (!in.next() || isEndLine(in.line)) break;
-            current = &in.line;
+            line.assign(in.line);
         }
-        std::string& line = *current;
         bool blank = isBlankLine(line);
 
         if (!blank && line.compare(0, 8, "@include") == 0) {
@@ -101,8 +98,9 @@ void qx_clusterparams::readSection(section_input& in)
     }
 }
 
-void qx_clusterparams::readValue(const std::string& line, section_input& in)
+void qx_clusterparams::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     auto is = [&](std::string_view key) { return startsWithNoCase(line, key); };
     auto report = [&]() { in.errors.addError(qxerr::clusterEntry, in.fileName.c_str(), line.c_str()); };
     auto text = [&](std::string& member) {

@@ -31,13 +31,13 @@ struct line_scanner {
         while (p < end && isScanSpace(*p)) ++p;
     }
 
-    bool word(size_t width, std::string& out)
+    bool word(size_t width, std::string_view& out)
     {
         skipSpace();
         const char* start = p;
         while (p < end && !isScanSpace(*p) && static_cast<size_t>(p - start) < width) ++p;
         if (p == start) return false;
-        out.assign(start, p);
+        out = std::string_view(start, static_cast<size_t>(p - start));
         return true;
     }
 
@@ -63,10 +63,11 @@ struct line_scanner {
 
 }  // namespace
 
-int qx_databaseoptions::readLine(const std::string& text, bool isActive, std::string* nameRead)
+int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::string* nameRead)
 {
     line_scanner scan{text.data(), text.data() + text.size()};
-    std::string fieldName, fieldPath, kind;
+    // Views until the line is known to be an entry: most lines are.
+    std::string_view fieldName, fieldPath, kind;
     int32_t numbers[11] = {};
     int count = 0;
     if (scan.word(19, fieldName)) {
@@ -82,12 +83,12 @@ int qx_databaseoptions::readLine(const std::string& text, bool isActive, std::st
             }
         }
     }
-    if (nameRead) *nameRead = count > 0 ? fieldName : std::string();
+    if (nameRead) nameRead->assign(fieldName);
     if (count != 13 && count != 14) return count;
 
     active = isActive;
-    name = std::move(fieldName);
-    path = std::move(fieldPath);
+    name.assign(fieldName);
+    path.assign(fieldPath);
     nucleic = kind[0] != 'A' && kind[0] != 'a';
     column4 = numbers[0];
     column5 = numbers[1];
@@ -248,11 +249,9 @@ void qx_databases::readSection(section_input& in)
     comments.reserve(comments.size() + expected);
     std::string buffer;
     std::string nameRead;
-    std::string entryText;
     while (in.next()) {
-        std::string& line = in.line;
-        if (isEndLine(line)) break;
-        trailingCut(line);
+        if (isEndLine(in.line)) break;
+        const std::string_view line = cutTrailing(in.line);
         bool active = !isCommentLine(line);
         std::string_view text(line);
         if (!active) text.remove_prefix(1);
@@ -273,8 +272,7 @@ void qx_databases::readSection(section_input& in)
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();
-            entryText.assign(text);
-            int fields = entry->readLine(entryText, active, &nameRead);
+            int fields = entry->readLine(text, active, &nameRead);
             if (fields == 13 || fields == 14) {
                 entries.push_back(std::move(entry));
                 comments.push_back(std::move(buffer));

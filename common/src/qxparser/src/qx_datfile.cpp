@@ -95,6 +95,7 @@ void qx_datfile::reset()
     droppedLines.clear();
     movedComments.clear();
     rewrittenLines.clear();
+    cutRuns.clear();
 }
 
 void qx_datfile::copyFrom(const qx_datfile& other)
@@ -191,7 +192,7 @@ void qx_datfile::readNodeIdentity()
 bool qx_datfile::readTopLevel(qx_filesource& source)
 {
     std::vector<std::pair<int, std::string>> dropped, rewritten;
-    section_input in{source, errorList, fileName, std::string(), this, &databases, &dropped, &rewritten};
+    section_input in{source, errorList, fileName, std::string_view(), this, &databases, &dropped, &rewritten, &cutRuns};
     auto keep = [&](std::vector<dropped_line>& to, std::vector<std::pair<int, std::string>>& from) {
         for (auto& d : from) to.push_back({d.first, std::move(d.second)});
     };
@@ -211,7 +212,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         dropFrom = 0;
     };
     while (in.next()) {
-        const std::string& line = in.line;
+        const std::string_view line = in.line;
         if (isCommentLine(line) || isBlankLine(line)) {
             flushDropped();
             if (!pendingFrom && isCommentLine(line)) pendingFrom = source.lineNumber();
@@ -219,7 +220,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
             pending += '\n';
             continue;
         }
-        if (std::string_view(line).substr(0, kStatusPageHead.size()) == kStatusPageHead) {
+        if (line.substr(0, kStatusPageHead.size()) == kStatusPageHead) {
             // The status page explains every line of it.
             errorList.addError(qxerr::serviceNotRunning);
             keep(droppedLines, dropped);
@@ -232,7 +233,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
         places.emplace_back(pendingFrom, std::string());
         pendingFrom = 0;
 
-        const std::string headLine = line;
+        const std::string headLine(line);
         const int at = source.lineNumber();
         const char* name = nullptr;
         for (const char* known : {"Databases", "PARSE", "WWW", "Taxonomy_", "Cluster", "UniGene", "Processor",
@@ -286,7 +287,7 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
                 in.rewrite(number, "as '" + canonical + "'");
         };
         judge(headLine, used, head, at, "text after the section head");
-        if (isEndLine(in.line)) judge(in.line, 3, "end", source.lineNumber(), "text after the end line");
+        if (isEndLine(in.line)) judge(std::string(in.line), 3, "end", source.lineNumber(), "text after the end line");
     }
     flushDropped();
     if (!pending.empty()) {
@@ -317,9 +318,20 @@ bool qx_datfile::readTopLevel(qx_filesource& source)
     return true;
 }
 
+const std::vector<qx_datfile::dropped_line>& qx_datfile::getRewrittenLines() const
+{
+    if (cutRuns.empty()) return rewrittenLines;
+    for (const auto& [first, last] : cutRuns)
+        for (int k = first; k <= last; ++k) rewrittenLines.push_back({k, "blanks at the end cut"});
+    cutRuns.clear();
+    std::stable_sort(rewrittenLines.begin(), rewrittenLines.end(),
+                     [](const dropped_line& a, const dropped_line& b) { return a.line < b.line; });
+    return rewrittenLines;
+}
+
 std::string qx_datfile::readTaxonomy(section_input& in)
 {
-    const std::string head = in.line;
+    const std::string head(in.line);
     unsigned long n = 0;
     if (!taxonomyNumber(std::string_view(head).substr(9), n) ||
         n > static_cast<unsigned long>(kHighestTaxonomy)) {

@@ -205,6 +205,7 @@ qx_filesource::~qx_filesource()
 void qx_filesource::close()
 {
     current = nullptr;
+    firstNul = nullptr;
     lines = 0;
     stream.reset();
     text.reset();
@@ -338,6 +339,7 @@ void qx_filesource::openText(std::string&& body)
     close();
     text = std::make_shared<const std::string>(std::move(body));
     stream = std::make_unique<qxparser_internal::byte_stream>(text->data(), text->size());
+    firstNul = static_cast<const char*>(std::memchr(text->data(), '\0', text->size()));
     current = stream.get();
 }
 
@@ -396,7 +398,7 @@ bool qx_filesource::getLine(std::string_view& line)
     }
     if (taken < 1) return false;
     ++lines;
-    if (std::memchr(line.data(), '\0', line.size())) {
+    if (firstNul && firstNul < line.data() + line.size()) {
         // No text of ours holds one, and no save could write it back.
         if (errors) errors->getErrorRepository().addError(qxerr::wideText, name.c_str(), lines);
         line = std::string_view();

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 
 #include "orvane/qx_datfile.h"
 #include "orvane/qx_machine.h"
@@ -135,7 +136,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         }
     }
 
-    qx_databases databaseCopy = databases;
+    // Worked on in place: nothing between here and the end of the entries
+    // can fail, and a copy of every entry was the merge's peak.
+    qx_databases& databaseCopy = databases;
     bool swissProtAdded = false;
     if (flags & kAlignSwissProt) {
         const qx_databases& templateDatabases = templ.getDatabases();
@@ -182,13 +185,15 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     setParseOptions(rules);
 
     for (int i = 0; i < databaseCopy.getNumberOfDatabases(); ++i) {
-        // Changed in place: the copy is the merge's own already.
         qx_databaseoptions& entry = *databaseCopy.getDatabase(i);
-        std::string path = entry.getPath();
-        const std::string placeholder = "###ROOT###/sequence";
-        const size_t at = path.find(placeholder);
-        if (at != std::string::npos) path.replace(at, placeholder.size(), sequence);
-        entry.setPath(path);
+        const std::string_view placeholder = "###ROOT###/sequence";
+        const size_t at = entry.getPath().find(placeholder);
+        if (at != std::string::npos) {
+            std::string path = entry.getPath();
+            path.replace(at, placeholder.size(), sequence);
+            entry.setPath(path);
+        }
+        // Writes the line anew from the fields in any case.
         entry.setThreads(threads);
         if (flags & kEstTaxonomy) {
             if (entry.getName() == "EST_human" && entry.getTaxonomyRule() == 0 && added10) {
@@ -202,8 +207,6 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         }
         if (entry.getName() == "SwissProt" && fresh) entry.setActive(false);
     }
-    // Moved, not copied: a second copy of every entry is the merge's peak.
-    databases = std::move(databaseCopy);
 
     qx_wwwoptions www = wwwOptions;
     if (swissProtAdded) {
@@ -223,7 +226,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     replacePlaceholders(unigene, root, host, url);
     setUniGeneOptions(unigene);
 
-    qx_quorixoptions options = quorixOptions;
+    // Taken out and moved back, not copied: the Options section is most of
+    // a large file, and nothing between can fail.
+    qx_quorixoptions options = std::move(quorixOptions);
     replacePlaceholders(options, root, host, url);
     if (flags & kSetFork) {
         options.setForkForUnixApache(noApache == 0);
@@ -274,7 +279,6 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
             }
         }
     }
-    // Moved back: the Options section is most of a large file.
     quorixOptions = std::move(options);
 
     qx_cronoptions cron = cronOptions;

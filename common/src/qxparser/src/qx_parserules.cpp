@@ -128,8 +128,9 @@ int qx_parseoptions::findOrAddRule(const std::string& text, bool& added)
     return firstFree;
 }
 
-void qx_parseoptions::readValue(const std::string& line, section_input& in)
+void qx_parseoptions::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     const char* file = in.fileName.c_str();
     if (!startsWithNoCase(line, "RULE_")) {
         in.errors.addError(qxerr::ruleSyntax, file, line.c_str());
@@ -334,8 +335,9 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
     return true;
 }
 
-void qx_taxonomyrules::readValue(const std::string& line, section_input& in)
+void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     const char* file = in.fileName.c_str();
     auto is = [&](std::string_view key) { return startsWithNoCase(line, key); };
     // A flag's temporary starts at its own value, so that a line without a

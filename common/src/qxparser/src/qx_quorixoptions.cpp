@@ -77,9 +77,9 @@ void qx_quorixoptions::defaultValues()
     sortUnassigned = "scoredown";
 }
 
-void qx_quorixoptions::readValue(const std::string& line, section_input& in)
+void qx_quorixoptions::readValue(std::string_view line, section_input& in)
 {
-    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str()); };
+    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), std::string(line).c_str()); };
 
     struct flag_row {
         std::string_view key;
@@ -177,7 +177,7 @@ void qx_quorixoptions::readValue(const std::string& line, section_input& in)
     };
     for (const text_row& row : rests) {
         if (!hasKey(line, row.key)) continue;
-        std::string value = line.substr(valueStart(line, row.key.size()));
+        std::string value(line.substr(valueStart(line, row.key.size())));
         if (value.empty() && row.required) {
             this->*row.member = row.def;
             report();
@@ -190,10 +190,11 @@ void qx_quorixoptions::readValue(const std::string& line, section_input& in)
     readSpecial(line, in);
 }
 
-bool qx_quorixoptions::readSpecial(const std::string& line, section_input& in)
+bool qx_quorixoptions::readSpecial(std::string_view s, section_input& in)
 {
-    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str()); };
-    std::string_view s(line);
+    // The few keys with readers of their own get the line as a string.
+    const auto line = [s]() { return std::string(s); };
+    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line().c_str()); };
 
     if (hasKey(s, "EmailFromTextName")) {
         size_t pos = skipChars(s, 17, " \t");
@@ -220,9 +221,9 @@ bool qx_quorixoptions::readSpecial(const std::string& line, section_input& in)
             report();
         }
     } else if (hasKey(s, "ReportNumberChoices")) {
-        readReportNumberChoices(line, in);
+        readReportNumberChoices(line(), in);
     } else if (hasKey(s, "ReviewColWidths")) {
-        readReviewColWidths(line, in);
+        readReviewColWidths(line(), in);
     } else if (hasKey(s, "ShowSubsets")) {
         int32_t value = 0;
         scanSecondInt(s, value);
@@ -262,14 +263,14 @@ bool qx_quorixoptions::readSpecial(const std::string& line, section_input& in)
             ignoreDupeAccessions.emplace_back(item);
         }
     } else if (hasKey(s, "GetSeqBlastAccession")) {
-        readBlastAccession(line, in);
+        readBlastAccession(line(), in);
     } else if (hasKey(s, "UnixDirPerm")) {
         int32_t value = 511;
         scanSecondOctal(s, value);
         unixDirPerm = value;
         unixDirPermDefined = true;
     } else if (hasKey(s, "PrecursorCutOut")) {
-        readPrecursorCutOut(line, in);
+        readPrecursorCutOut(line(), in);
     } else if (hasKey(s, "TaxBrowserURL")) {
         // Stops at the colon of a scheme: the typed value of a full URL is
         // its scheme, as the server has always read it; the line stays whole.

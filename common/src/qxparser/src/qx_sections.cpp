@@ -7,9 +7,7 @@ namespace qxparser_internal {
 
 bool section_input::next()
 {
-    const bool got = source.getLine(raw);
-    line.assign(raw.data(), raw.size());
-    return got;
+    return source.getLine(line);
 }
 
 size_t section_input::linesToEnd() const
@@ -45,7 +43,7 @@ void qx_section::readSection(section_input& in)
 {
     sectionAvailable = true;
     reserveLines(in.linesToEnd());
-    std::string text;
+    std::string_view text;
     bool plain = false;
     while (storeNextLine(in, text, plain)) {
         if (!plain) readValue(text, in);
@@ -53,15 +51,14 @@ void qx_section::readSection(section_input& in)
     finishSection(in);
 }
 
-bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain)
+bool qx_section::storeNextLine(section_input& in, std::string_view& text, bool& plain)
 {
     if (!in.next()) return false;
-    const std::string& line = in.line;
+    const std::string_view line = in.line;
     if (isEndLine(line)) return false;
     bool blank = isBlankLine(line);
     plain = blank || isCommentLine(line);
-    text = line;
-    trailingCut(text);
+    text = cutTrailing(line);
     qx_linestorage storage = lineStorage();
     bool cutStored = storage == qx_linestorage::afterCut ||
                      (storage == qx_linestorage::afterCutUnlessBlank && !blank);
@@ -69,13 +66,13 @@ bool qx_section::storeNextLine(section_input& in, std::string& text, bool& plain
     // close the section early when the saved file is read again: such a line
     // keeps its blanks.
     if (cutStored && isEndLine(text)) cutStored = false;
-    if (cutStored && text.size() != line.size()) in.rewrite(in.source.lineNumber(), "blanks at the end cut");
+    if (cutStored && text.size() != line.size()) in.noteCut(in.source.lineNumber());
     // The cut only shortens the line, so either form is a place in the text.
-    storeLine(cutStored ? in.raw.substr(0, text.size()) : in.raw, in.source.sharedText());
+    storeLine(cutStored ? line.substr(0, text.size()) : line, in.source.sharedText());
     return true;
 }
 
-void qx_section::readValue(const std::string&, section_input&) {}
+void qx_section::readValue(std::string_view, section_input&) {}
 
 void qx_section::finishSection(section_input&) {}
 

@@ -18,8 +18,9 @@ void qx_processoroptions::defaultValues()
     databaseProcessors.clear();
 }
 
-void qx_processoroptions::readValue(const std::string& line, section_input& in)
+void qx_processoroptions::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     std::string_view s(line);
     if (startsWithNoCase(s, "ProcessorSet")) {
         // The key and the one character behind it, as in "ProcessorSet=1,2".
@@ -157,8 +158,9 @@ bool qx_cronoptions::parseJob(const std::string& line, qx_cronjob& job, qx_error
     return true;
 }
 
-void qx_cronoptions::readValue(const std::string& line, section_input& in)
+void qx_cronoptions::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     if (startsWithNoCase(line, "CronEnable")) {
         int32_t value = 0;
         scanSecondInt(line, value);
@@ -248,8 +250,9 @@ void qx_wwwoptions::addWWWEntry(const qx_wwwentry& entry)
     setProperty(entry.keyText(), entry.valueText());
 }
 
-void qx_wwwoptions::readValue(const std::string& line, section_input& in)
+void qx_wwwoptions::readValue(std::string_view view, section_input& in)
 {
+    const std::string line(view);
     qx_wwwentry entry;
     if (!entry.parse(line)) {
         in.errors.addError(qxerr::wwwEntry, in.fileName.c_str(), line.c_str());

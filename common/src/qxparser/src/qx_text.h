@@ -61,6 +61,13 @@ inline bool startsWithNoCase(std::string_view line, std::string_view prefix)
     return true;
 }
 
+inline std::string_view cutTrailing(std::string_view line)
+{
+    size_t n = line.size();
+    while (n > 0 && (line[n - 1] == ' ' || line[n - 1] == '\t' || line[n - 1] == '\r' || line[n - 1] == '\n')) --n;
+    return line.substr(0, n);
+}
+
 inline void trailingCut(std::string& line)
 {
     size_t n = line.size();
@@ -127,16 +134,17 @@ struct section_input {
     orvane::qx_filesource& source;
     orvane::qx_errorlist& errors;
     const std::string& fileName;
-    std::string line;
+    // The line last read, a view into the source's text: the sections that
+    // keep it store it as a place in that text, without a copy.
+    std::string_view line;
     orvane::qx_errors* owner = nullptr;
     const orvane::qx_databases* databases = nullptr;
     // Where a reader notes a line that a save won't write, and why.
     std::vector<std::pair<int, std::string>>* dropped = nullptr;
     // Where it notes a line that a save writes in another form only.
     std::vector<std::pair<int, std::string>>* rewritten = nullptr;
-    // The same line as a view into the source's text, for the sections that
-    // keep it without a copy.
-    std::string_view raw = {};
+    // The lines of it that lose blanks at the end, as runs of line numbers.
+    std::vector<std::pair<int, int>>* cutRuns = nullptr;
 
     bool next();
     // About how many lines the section read now has before its end line:
@@ -150,6 +158,14 @@ struct section_input {
     void rewrite(int at, const std::string& how)
     {
         if (rewritten) rewritten->emplace_back(at, how);
+    }
+    void noteCut(int at)
+    {
+        if (!cutRuns) return;
+        if (!cutRuns->empty() && cutRuns->back().second + 1 == at)
+            cutRuns->back().second = at;
+        else
+            cutRuns->emplace_back(at, at);
     }
 };
 

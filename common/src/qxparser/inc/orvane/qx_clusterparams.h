@@ -80,7 +80,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::afterCutUnlessBlank; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     void readMasterComputer(const std::string& line, qxparser_internal::section_input& in);

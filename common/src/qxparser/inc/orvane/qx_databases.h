@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qxparser_internal {
@@ -26,7 +27,7 @@ public:
     // scan found; with 13 or 14 the entry takes them, `active` and the text
     // as its lineText, otherwise it stays as it was. `nameRead` receives the
     // first field, or an empty text if there is none.
-    int readLine(const std::string& text, bool active, std::string* nameRead = nullptr);
+    int readLine(std::string_view text, bool active, std::string* nameRead = nullptr);
 
     bool isActive() const { return active; }
     const std::string& getName() const { return name; }

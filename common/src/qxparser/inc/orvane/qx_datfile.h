@@ -113,7 +113,7 @@ public:
     const std::vector<dropped_line>& getMovedComments() const { return movedComments; }
     // The lines that a save writes in another form only (a head's case, an
     // "END", blanks at the end), each with how.
-    const std::vector<dropped_line>& getRewrittenLines() const { return rewrittenLines; }
+    const std::vector<dropped_line>& getRewrittenLines() const;
 
     // The texts that stood between sections, by ordinal place.
     const std::vector<std::string>& getComments() const { return comments; }
@@ -151,7 +151,12 @@ private:
     qx_quorixfiles quorixFiles;
     std::vector<std::string> comments;
     qx_connection_settings connectionSettings;
-    std::vector<dropped_line> droppedLines, movedComments, rewrittenLines;
+    std::vector<dropped_line> droppedLines, movedComments;
+    // Lines whose blanks at the end a save cuts, as runs of first and last
+    // line number, made into notes when asked for: a note of its own for
+    // each such line cost more than the line (a file of padded options).
+    mutable std::vector<std::pair<int, int>> cutRuns;
+    mutable std::vector<dropped_line> rewrittenLines;
 };
 
 }  // namespace orvane

@@ -170,6 +170,8 @@ private:
     qx_connection_settings settings;
     // The whole text, read at once: lines are views into it.
     std::shared_ptr<const std::string> text;
+    // The first NUL byte of it, if any: looked for once, not in every line.
+    const char* firstNul = nullptr;
     std::unique_ptr<qxparser_internal::byte_stream> stream;
     qxparser_internal::byte_stream* current = nullptr;
 };

@@ -64,7 +64,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::beforeCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     std::array<qx_parserule, kRuleCount> rules;
@@ -171,7 +171,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::beforeCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
     void finishSection(qxparser_internal::section_input& in) override;
 
 private:

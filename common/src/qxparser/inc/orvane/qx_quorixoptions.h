@@ -177,7 +177,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::afterCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     // A node reads the node's control file in the master's place; the file
@@ -185,7 +185,7 @@ private:
     friend class qx_datfile;
     void useNodeControlFile() { quorixControlFile = quorixNodeControlFile; }
 
-    bool readSpecial(const std::string& line, qxparser_internal::section_input& in);
+    bool readSpecial(std::string_view line, qxparser_internal::section_input& in);
     void readReportNumberChoices(const std::string& line, qxparser_internal::section_input& in);
     void readReviewColWidths(const std::string& line, qxparser_internal::section_input& in);
     void readBlastAccession(const std::string& line, qxparser_internal::section_input& in);

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "orvane/qx_customproperty.h"
 
@@ -45,12 +46,13 @@ protected:
     void resetLines(const char* delimiter);
     // Takes the next line of the section into the property list. False at
     // the section's end line or the end of the input. `text` receives the
-    // line after the trailing cut, `plain` whether it is a comment or blank.
-    bool storeNextLine(qxparser_internal::section_input& in, std::string& text, bool& plain);
+    // line after the trailing cut, a view into the source's text, and
+    // `plain` whether it is a comment or blank.
+    bool storeNextLine(qxparser_internal::section_input& in, std::string_view& text, bool& plain);
     virtual qx_linestorage lineStorage() const = 0;
     // The typed reading of a line that is neither comment nor blank, after
     // the trailing cut.
-    virtual void readValue(const std::string& line, qxparser_internal::section_input& in);
+    virtual void readValue(std::string_view line, qxparser_internal::section_input& in);
     // Runs once the end line or the end of the input was met.
     virtual void finishSection(qxparser_internal::section_input& in);
 

@@ -29,7 +29,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::beforeCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     std::vector<int32_t> processorSet;
@@ -72,7 +72,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::beforeCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     bool cronEnabled = false;
@@ -125,7 +125,7 @@ public:
 
 protected:
     qx_linestorage lineStorage() const override { return qx_linestorage::beforeCut; }
-    void readValue(const std::string& line, qxparser_internal::section_input& in) override;
+    void readValue(std::string_view line, qxparser_internal::section_input& in) override;
 
 private:
     std::vector<qx_wwwentry> entries;

@@ -1,6 +1,7 @@
 // The stand-in programs, one source built under each name.
 //
-// As qxchild, a child process for the command runner's tests. Its arguments
+// Under any name but an index tool's (qxchild, or a copy of it the tests
+// make), a child process for the command runner's tests. Its arguments
 // are steps, done in order:
 //   out:TEXT   TEXT and a line end on standard output
 //   err:TEXT   the same on standard error
@@ -11,8 +12,8 @@
 // Writes go straight to the handles, unbuffered, so that the two streams
 // interleave in a shared file exactly in the order of the steps.
 //
-// Under any other name it stands in for that help search index tool
-// (htdig, htmerge, htnotify, htfuzzy):
+// Under a name that begins with "ht" it stands in for that help search index
+// tool (htdig, htmerge, htnotify, htfuzzy):
 //   - appends its command line, exactly as it was given, as one line to
 //     "standin-calls.txt" in its current directory;
 //   - writes a line to standard output and one to standard error, so that a
@@ -57,7 +58,7 @@ int main(int argc, char** argv)
     char path[MAX_PATH] = "";
     GetModuleFileNameA(nullptr, path, MAX_PATH);
     const std::string tool = std::filesystem::path(path).stem().string();
-    if (tool != "qxchild") return IndexTool(tool);
+    if (tool.rfind("ht", 0) == 0) return IndexTool(tool);
     UINT code = 0;
     for (int i = 1; i < argc; ++i) {
         const std::string step = argv[i], key = step.substr(0, step.find(':') + 1), rest = step.substr(key.size());

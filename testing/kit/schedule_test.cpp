@@ -4,6 +4,8 @@
 // the install script the deferred function does nothing.
 #include "qxtest/kit.h"
 
+#include <filesystem>
+
 using namespace qxkit;
 
 namespace {
@@ -15,43 +17,25 @@ std::wstring Sub(std::string text, const std::wstring& dir)  // $T: a fresh temp
     return w;
 }
 
-bool Empty(const std::wstring& dir)
-{
-    WIN32_FIND_DATAW d;
-    HANDLE h = FindFirstFileW((dir + L"*").c_str(), &d);
-    int n = 0;
-    if (h != INVALID_HANDLE_VALUE) {
-        do n += d.cFileName[0] != L'.';
-        while (FindNextFileW(h, &d));
-        FindClose(h);
-    }
-    return n == 0;
-}
-
 TEST(Scheduling, EveryActionOfTheTable)
 {
     for (const Case& c : ReadCases(qxtest::SourceDir() + L"\\testing\\kit\\schedule.txt")) {
         SCOPED_TRACE(c.name);
         qxtest::TempDir dir;
-        const std::string action = c.name.substr(0, c.name.find(' '));
-        const std::string deferred = action + "Deferred";
+        const std::string action = c.name.substr(0, c.name.find(' ')), deferred = action + "Deferred";
         qxtest::Props props;
-        Lines rows, phases, required, sched;
+        Lines rows, phases, required;
         std::string outside;
         for (const std::string& line : c.in) {
             if (line.empty()) continue;
-            const std::string key = line.substr(0, line.find(' ')), rest = line.substr(key.size() + 1);
+            std::string key = line.substr(0, line.find(' ')), rest = line.substr(key.size() + 1);
             if (key == "prop") props.push_back({W(rest.substr(0, rest.find('='))), Sub(rest.substr(rest.find('=') + 1), dir.Path())});
             else if (key == "sql") rows.push_back(W(rest));
             else if (key == "outside") outside = rest;
-            else
-                for (size_t at = 0; at < rest.size();) {
-                    const size_t end = std::min(rest.find(' ', at), rest.size());
-                    (key == "names" ? phases : required).push_back(W(rest.substr(at, end - at)));
-                    at = end + 1;
-                }
+            for (std::istringstream list(rest); (key == "names" || key == "required") && list >> rest;)
+                (key == "names" ? phases : required).push_back(W(rest));
         }
-        sched = Scheduled(W(action), phases);
+        const Lines sched = Scheduled(W(action), phases);
         rows.insert(rows.end(), sched.begin(), sched.end());
         const std::wstring data = Sub(c.expect.at(0), dir.Path()), first = W(action) + phases.at(0);
         {
@@ -82,13 +66,12 @@ TEST(Scheduling, EveryActionOfTheTable)
             EXPECT_EQ(f.result, 1603u) << N(bad);
             EXPECT_EQ(f.fatal, Lines{W(deferred) + L":  Missing or incomplete CA data  (0x80070057)"});
         }
-        if (!outside.empty()) {
-            qxtest::Session s({{L"CustomActionData", Sub(outside, dir.Path())}});
-            const Frame f = Call(deferred.c_str(), s);
-            EXPECT_EQ(f.result, 0u) << Diff(Lines{}, f.fatal);
-            EXPECT_TRUE(f.fatal.empty() && f.warnings.empty());
-            EXPECT_TRUE(Empty(dir.Path())) << "outside the install script nothing is written";
-        }
+        if (outside.empty()) continue;
+        qxtest::Session s({{L"CustomActionData", Sub(outside, dir.Path())}});
+        const Frame f = Call(deferred.c_str(), s);
+        EXPECT_EQ(f.result, 0u) << Diff(Lines{}, f.fatal);
+        EXPECT_TRUE(f.fatal.empty() && f.warnings.empty());
+        EXPECT_TRUE(std::filesystem::is_empty(dir.Path())) << "outside the install script nothing is written";
     }
 }
 

@@ -19,41 +19,27 @@ public:
         auto* base = reinterpret_cast<BYTE*>(GetModuleHandleW(nullptr));
         auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
         const auto& imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-        for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress); d->Name; ++d) {
+        for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress); d->Name && !slot_; ++d) {
             if (_stricmp(reinterpret_cast<char*>(base + d->Name), dll) != 0) continue;
             auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->OriginalFirstThunk);
             auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->FirstThunk);
-            for (; names->u1.AddressOfData; ++names, ++slots) {
-                if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal)) continue;
-                auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-                if (std::strcmp(reinterpret_cast<char*>(byName->Name), function) == 0) {
+            for (; names->u1.AddressOfData && !slot_; ++names, ++slots) {
+                const auto* byName = reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
+                if (!IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal) && std::strcmp(reinterpret_cast<const char*>(byName->Name), function) == 0)
                     slot_ = &slots->u1.Function;
-                    original_ = Set(reinterpret_cast<ULONG_PTR>(replacement));
-                    return;
-                }
             }
         }
+        if (slot_) original_ = Set(reinterpret_cast<ULONG_PTR>(replacement));
     }
-    ~ImportSwap()
-    {
-        if (slot_) Set(original_);
-    }
-    ImportSwap(const ImportSwap&) = delete;
-    ImportSwap& operator=(const ImportSwap&) = delete;
+    ~ImportSwap() { if (slot_) Set(original_); }
     bool Found() const { return slot_ != nullptr; }
-    template <class F>
-    F Original() const
-    {
-        return reinterpret_cast<F>(original_);
-    }
 
 private:
     ULONG_PTR Set(ULONG_PTR value)
     {
         DWORD protect = 0;
         VirtualProtect(slot_, sizeof(*slot_), PAGE_READWRITE, &protect);
-        const ULONG_PTR previous = *slot_;
-        *slot_ = value;
+        const ULONG_PTR previous = InterlockedExchange64(reinterpret_cast<LONG64*>(slot_), static_cast<LONG64>(value));
         VirtualProtect(slot_, sizeof(*slot_), protect, &protect);
         return previous;
     }

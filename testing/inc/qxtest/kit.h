@@ -9,16 +9,9 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <fstream>
-#include <memory>
-#include <sstream>
-#include <map>
-#include <set>
-#include <string>
 #include <algorithm>
-#include <vector>
+#include <atomic>
+#include <memory>
 
 #include "msiu/dialog.h"
 #include "msiu/log.h"
@@ -31,18 +24,9 @@ namespace qxkit {
 using Lines = std::vector<std::wstring>;
 inline std::wstring W(const std::string& s) { return std::wstring(s.begin(), s.end()); }
 inline std::string N(const std::wstring& w) { return std::string(w.begin(), w.end()); }
-inline std::wstring Z(std::wstring s)  // a Unix path as Wine's drive Z: sees it
-{
-    for (auto& c : s) c = c == L'/' ? L'\\' : c;
-    return L"Z:" + s;
-}
 
 // A body run as an action of its own on a fresh session.
-struct Frame {
-    UINT result = 0;
-    Lines info, warnings, fatal;
-    std::vector<qxtest::Message> all;
-};
+struct Frame { UINT result = 0; Lines info, warnings, fatal; std::vector<qxtest::Message> all; };
 inline Frame Capture(UINT result, const qxtest::Session& s)
 {
     return {result, s.capture.Texts(msiu::kMsgInfo), s.capture.Texts(msiu::kMsgWarning), s.capture.Texts(0),
@@ -52,23 +36,18 @@ template <class Body>
 Frame InFrame(const wchar_t* name, Body&& body, const qxtest::Props& props = {})
 {
     qxtest::Session s(props);
-    const UINT r = msiu::RunAction(s.Handle(), name, false, body);
-    return Capture(r, s);
+    return Capture(msiu::RunAction(s.Handle(), name, false, body), s);
 }
 // An exported action on the given session.
 inline Frame Call(const char* action, qxtest::Session& s)
 {
     s.capture.messages.clear();
-    const UINT r = qxtest::Action(action)(s.Handle());
-    return Capture(r, s);
+    return Capture(qxtest::Action(action)(s.Handle()), s);
 }
 
 // An action left open on a session, for code that logs while a test drives it.
 struct ActionContext {
-    explicit ActionContext(const qxtest::Props& props = {}) : session(props)
-    {
-        msiu::InitAction(session.Handle(), L"ClusterTest", false);
-    }
+    explicit ActionContext(const qxtest::Props& props = {}) : session(props) { msiu::InitAction(session.Handle(), L"ClusterTest", false); }
     ~ActionContext() { msiu::FinishAction(0); }
     Lines Info() const { return session.capture.Texts(msiu::kMsgInfo); }
     qxtest::Session session;
@@ -76,46 +55,31 @@ struct ActionContext {
 
 // Every box of the logging and the dialog layers while it lives, answered
 // with `answer`.
-struct Box {
-    HWND owner;
-    std::wstring text, caption;
-    UINT style;
-};
+struct Box { HWND owner; std::wstring text, caption; UINT style; };
 struct Boxes {
-    static std::vector<Box>& All()
-    {
-        static std::vector<Box> boxes;
-        return boxes;
-    }
-    static int& Answer()
-    {
-        static int answer = IDOK;
-        return answer;
-    }
+    static std::vector<Box>& All() { return boxes_; }
     static int WINAPI Record(HWND owner, LPCWSTR text, LPCWSTR caption, UINT style)
     {
-        All().push_back({owner, text, caption, style});
-        return Answer();
+        boxes_.push_back({owner, text, caption, style});
+        return answer_;
     }
     explicit Boxes(int answer = IDOK)
     {
-        All().clear();
-        Answer() = answer;
-        msiu::detail::SetMessageBoxFunction(&Record);
-        msiu::detail::SetDialogMessageBox(&Record);
+        boxes_.clear();
+        answer_ = answer;
+        Hook(&Record);
     }
-    ~Boxes()
-    {
-        msiu::detail::SetMessageBoxFunction(nullptr);
-        msiu::detail::SetDialogMessageBox(nullptr);
-    }
+    ~Boxes() { Hook(nullptr); }
+    static void Hook(decltype(&Record) box) { msiu::detail::SetMessageBoxFunction(box), msiu::detail::SetDialogMessageBox(box); }
     Lines Texts() const
     {
         Lines out;
-        for (const auto& b : All()) out.push_back(b.text);
+        for (const auto& b : boxes_) out.push_back(b.text);
         return out;
     }
-    const std::vector<Box>& boxes() const { return All(); }
+    const std::vector<Box>& boxes() const { return boxes_; }
+    static inline std::vector<Box> boxes_;
+    static inline int answer_ = IDOK;
 };
 
 // A name service of known names: a name maps to its address; "unreachable"
@@ -125,98 +89,37 @@ class ScriptedNames {
 public:
     explicit ScriptedNames(std::map<std::string, std::string> names)
     {
-        Table() = std::move(names);
-        saved_ = msiu::detail::Resolver();
-        System() = saved_;
+        table_ = std::move(names);
+        system_ = msiu::detail::Resolver();
         msiu::detail::Resolver().getaddrinfo = &GetAddrInfo;
-        msiu::detail::Resolver().freeaddrinfo = &FreeAddrInfo;
-        Asked().clear();
+        asked_.clear();
     }
-    ~ScriptedNames() { msiu::detail::Resolver() = saved_; }
+    ~ScriptedNames() { msiu::detail::Resolver() = system_; }
     // The names that reached the name service, literals left out.
-    static std::vector<std::string>& Asked()
-    {
-        static std::vector<std::string> asked;
-        return asked;
-    }
+    static std::vector<std::string>& Asked() { return asked_; }
 
 private:
-    static std::map<std::string, std::string>& Table()
-    {
-        static std::map<std::string, std::string> table;
-        return table;
-    }
-    static msiu::detail::ResolverTable& System()
-    {
-        static msiu::detail::ResolverTable table{};
-        return table;
-    }
     static int WSAAPI GetAddrInfo(const char* node, const char* service, const addrinfo* hints, addrinfo** result)
     {
-        if (hints && (hints->ai_flags & AI_NUMERICHOST)) return System().getaddrinfo(node, service, hints, result);
+        if (hints && (hints->ai_flags & AI_NUMERICHOST)) return system_.getaddrinfo(node, service, hints, result);
         const std::string name = node ? node : "";
-        Asked().push_back(name);
+        asked_.push_back(name);
         if (name == "unreachable") return WSANO_RECOVERY;
-        const auto it = Table().find(name);
-        if (it == Table().end()) return WSAHOST_NOT_FOUND;
-        auto* entry = static_cast<addrinfo*>(std::calloc(1, sizeof(addrinfo) + sizeof(sockaddr_in6)));
-        auto* storage = reinterpret_cast<sockaddr_in6*>(entry + 1);
-        auto* v4 = reinterpret_cast<sockaddr_in*>(storage);
-        const bool isV4 = inet_pton(AF_INET, it->second.c_str(), &v4->sin_addr) == 1;
-        if (!isV4) inet_pton(AF_INET6, it->second.c_str(), &storage->sin6_addr);
-        storage->sin6_family = entry->ai_family = isV4 ? AF_INET : AF_INET6;
-        entry->ai_addrlen = isV4 ? sizeof(sockaddr_in) : sizeof(sockaddr_in6);
-        entry->ai_socktype = SOCK_STREAM;
-        entry->ai_addr = reinterpret_cast<sockaddr*>(storage);
-        *result = entry;
-        return 0;
+        const auto it = table_.find(name);
+        if (it == table_.end()) return WSAHOST_NOT_FOUND;
+        addrinfo numeric{};  // the known address, one entry of it, as the system gives a literal
+        numeric.ai_flags = AI_NUMERICHOST;
+        numeric.ai_socktype = SOCK_STREAM;
+        return system_.getaddrinfo(it->second.c_str(), nullptr, &numeric, result);
     }
-    static void WSAAPI FreeAddrInfo(addrinfo* list)
-    {
-        if (list && list->ai_addr == reinterpret_cast<sockaddr*>(list + 1)) std::free(list);
-        else System().freeaddrinfo(list);
-    }
-    msiu::detail::ResolverTable saved_{};
+    static inline std::map<std::string, std::string> table_;
+    static inline msiu::detail::ResolverTable system_{};
+    static inline std::vector<std::string> asked_;
 };
 
-// The tables the actions read, created empty; rows go in with Row().
-inline Lines Tables(const Lines& rows = {})
-{
-    Lines sql = {
-        L"CREATE TABLE `Directory` (`Directory` CHAR(72) NOT NULL, `Directory_Parent` CHAR(72), "
-        L"`DefaultDir` CHAR(255) NOT NULL PRIMARY KEY `Directory`)",
-        L"CREATE TABLE `Feature` (`Feature` CHAR(38) NOT NULL, `Feature_Parent` CHAR(38), `Title` CHAR(64), "
-        L"`Description` CHAR(255), `Display` SHORT, `Level` SHORT NOT NULL, `Directory_` CHAR(72), "
-        L"`Attributes` SHORT NOT NULL PRIMARY KEY `Feature`)",
-        L"CREATE TABLE `Component` (`Component` CHAR(72) NOT NULL, `ComponentId` CHAR(38), "
-        L"`Directory_` CHAR(72) NOT NULL, `Attributes` SHORT NOT NULL, `Condition` CHAR(255), "
-        L"`KeyPath` CHAR(72) PRIMARY KEY `Component`)",
-        L"CREATE TABLE `FeatureComponents` (`Feature_` CHAR(38) NOT NULL, `Component_` CHAR(72) NOT NULL "
-        L"PRIMARY KEY `Feature_`, `Component_`)",
-        L"CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, `FileName` CHAR(255) NOT "
-        L"NULL, `FileSize` LONG NOT NULL, `Version` CHAR(72), `Language` CHAR(20), `Attributes` SHORT, `Sequence` "
-        L"SHORT NOT NULL PRIMARY KEY `File`)",
-        L"CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, `Source` CHAR(72), "
-        L"`Target` CHAR(255), `ExtendedType` LONG PRIMARY KEY `Action`)",
-        L"CREATE TABLE `Binary` (`Name` CHAR(72) NOT NULL, `Data` OBJECT NOT NULL PRIMARY KEY `Name`)",
-        L"INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
-    };
-    sql.insert(sql.end(), rows.begin(), rows.end());
-    return sql;
-}
-// A row of one of those tables: values in the order of the columns below.
-inline std::wstring Row(const std::wstring& table, const std::wstring& values)
-{
-    static const std::map<std::wstring, std::wstring> columns = {
-        {L"Directory", L"`Directory`, `Directory_Parent`, `DefaultDir`"},
-        {L"Feature", L"`Feature`, `Level`, `Attributes`"},
-        {L"Component", L"`Component`, `ComponentId`, `Directory_`, `Attributes`, `KeyPath`"},
-        {L"FeatureComponents", L"`Feature_`, `Component_`"},
-        {L"File", L"`File`, `Component_`, `FileName`, `FileSize`, `Sequence`"},
-        {L"CustomAction", L"`Action`, `Type`, `Source`, `Target`"},
-    };
-    return L"INSERT INTO `" + table + L"` (" + columns.at(table) + L") VALUES (" + values + L")";
-}
+// The tables the actions read and their rows: one schema with qxtest's.
+using qxtest::Row;
+using qxtest::Tables;
 // The deferred names of an action as a package schedules them:
 // <action><phase> runs <action>Deferred.
 inline Lines Scheduled(const std::wstring& action, const Lines& phases = {L"Rollback", L"Exec", L"Commit"})
@@ -231,21 +134,16 @@ inline Lines Scheduled(const std::wstring& action, const Lines& phases = {L"Roll
 
 // A session on those tables, costed so that feature, component and file
 // states are known.
-class CostedSession : public qxtest::Session {
-public:
+struct CostedSession : qxtest::Session {
     CostedSession(const qxtest::Props& props, const Lines& rows) : qxtest::Session(props, Tables(rows))
     {
-        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"})
-            EXPECT_EQ(MsiDoActionW(Handle(), a), 0u) << N(a);
+        for (const wchar_t* a : {L"CostInitialize", L"FileCost", L"CostFinalize"}) EXPECT_EQ(MsiDoActionW(Handle(), a), 0u) << N(a);
         capture.messages.clear();
     }
 };
 
 // Cases of a data file: "== name", input lines, "-- expect", expected lines.
-struct Case {
-    std::string name;
-    std::vector<std::string> in, expect;
-};
+struct Case { std::string name; std::vector<std::string> in, expect; };
 inline std::vector<Case> ReadCases(const std::wstring& path)
 {
     std::ifstream file(path.c_str());
@@ -263,24 +161,17 @@ inline std::vector<Case> ReadCases(const std::wstring& path)
     return cases;
 }
 // The lines that differ, marked as a unified diff does, for a failure message.
-inline std::string Diff(const std::vector<std::string>& expected, const std::vector<std::string>& actual)
+template <class Text>
+std::string Diff(const std::vector<Text>& expected, const std::vector<Text>& actual)
 {
+    const auto line = [](const char* mark, const Text& t) { return mark + std::string(t.begin(), t.end()) + "\n"; };
     std::string out;
     for (size_t i = 0; i < std::max(expected.size(), actual.size()); ++i) {
-        if (i < expected.size() && i < actual.size() && expected[i] == actual[i]) out += "  " + expected[i] + "\n";
-        else {
-            if (i < expected.size()) out += "- " + expected[i] + "\n";
-            if (i < actual.size()) out += "+ " + actual[i] + "\n";
-        }
+        const bool e = i < expected.size(), a = i < actual.size();
+        if (e && a && expected[i] == actual[i]) out += line("  ", expected[i]);
+        else out += (e ? line("- ", expected[i]) : "") + (a ? line("+ ", actual[i]) : "");
     }
     return out;
-}
-inline std::string Diff(const Lines& expected, const Lines& actual)
-{
-    std::vector<std::string> e, a;
-    for (const auto& l : expected) e.push_back(N(l));
-    for (const auto& l : actual) a.push_back(N(l));
-    return Diff(e, a);
 }
 
 // A frame's messages in order, "info: ", "warning: " or "fatal: " before
@@ -312,22 +203,18 @@ inline void ExpectCase(const std::wstring& file, const Case& c, const std::vecto
 inline std::vector<std::string> TableRows(MSIHANDLE session, const std::string& table)
 {
     std::vector<std::string> rows;
-    MSIHANDLE db = MsiGetActiveDatabase(session), view = 0, record = 0;
+    PMSIHANDLE db = MsiGetActiveDatabase(session), view;
+    MSIHANDLE record = 0;
     MsiDatabaseOpenViewW(db, (L"SELECT * FROM `" + W(table) + L"`").c_str(), &view);
     MsiViewExecute(view, 0);
     for (; MsiViewFetch(view, &record) == ERROR_SUCCESS; MsiCloseHandle(record)) {
         std::string row = table + ":";
         for (UINT i = 1; i <= MsiRecordGetFieldCount(record); ++i) {
-            wchar_t buffer[512] = L"~";
-            DWORD cch = 512;
-            if (!MsiRecordIsNull(record, i)) MsiRecordGetStringW(record, i, buffer, &cch);
-            row += (i > 1 ? "|" : " ") + N(buffer);
+            const auto text = [&](wchar_t* b, DWORD* n) { MsiRecordGetStringW(record, i, b, n); };
+            row += (i > 1 ? "|" : " ") + (MsiRecordIsNull(record, i) ? "~" : N(qxtest::detail::Fetch(text)));
         }
         rows.push_back(row);
     }
-    MsiViewClose(view);
-    MsiCloseHandle(view);
-    MsiCloseHandle(db);
     std::sort(rows.begin(), rows.end());
     return rows;
 }
@@ -395,19 +282,17 @@ public:
         closed_ = 0;
         deadline_ = GetTickCount() + kSeconds * 1000;
         armed_ = true;
-        if (!started_) started_ = CloseHandle(CreateThread(nullptr, 0, &Guard, this, 0, nullptr));
     }
-    void OnTestPartResult(const ::testing::TestPartResult&) override {}
     void OnTestEnd(const ::testing::TestInfo&) override
     {
         armed_ = false;
-        if (closed_) ADD_FAILURE() << "watchdog: " << closed_ << " window(s) still open after " << kSeconds
-                                   << " s were closed";
+        if (closed_) ADD_FAILURE() << "watchdog: " << closed_ << " window(s) still open after " << kSeconds << " s were closed";
     }
     static bool Install()
     {
-        ::testing::UnitTest::GetInstance()->listeners().Append(new Watchdog);
-        return true;
+        auto* dog = new Watchdog;
+        ::testing::UnitTest::GetInstance()->listeners().Append(dog);
+        return CloseHandle(CreateThread(nullptr, 0, &Guard, dog, 0, nullptr));
     }
 
 private:
@@ -415,9 +300,8 @@ private:
     {
         DWORD pid = 0;
         GetWindowThreadProcessId(w, &pid);
-        if (pid != GetCurrentProcessId() || !IsWindowVisible(w)) return TRUE;
-        PostMessageW(w, WM_CLOSE, 0, 0);
-        ++reinterpret_cast<Watchdog*>(self)->closed_;
+        if (pid == GetCurrentProcessId() && IsWindowVisible(w) && PostMessageW(w, WM_CLOSE, 0, 0))
+            ++reinterpret_cast<Watchdog*>(self)->closed_;
         return TRUE;
     }
     static DWORD WINAPI Guard(LPVOID p)
@@ -429,7 +313,6 @@ private:
     std::atomic<bool> armed_{false};
     std::atomic<DWORD> deadline_{0};
     std::atomic<int> closed_{0};
-    bool started_ = false;
 };
 inline const bool kWatchdogInstalled = Watchdog::Install();
 

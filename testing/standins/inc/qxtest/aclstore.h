@@ -11,7 +11,6 @@
 #include <sddl.h>
 
 #include <algorithm>
-#include <cwctype>
 #include <map>
 #include <string>
 #include <vector>
@@ -22,19 +21,14 @@ namespace qxtest {
 
 class AclStore {
 public:
-    struct Write {
-        std::wstring path;
-        std::vector<BYTE> dacl;
-    };
+    struct Write { std::wstring path; std::vector<BYTE> dacl; };
 
-    AclStore() : previous_(msiu::detail::SetSecurityCalls({&Get, &SetEntries, &Info, &Set})) { current_ = this; }
-    ~AclStore()
+    AclStore()
+        : previous_(msiu::detail::SetSecurityCalls({&Get, msiu::detail::PlatformSecurityCalls().setEntriesInAcl, &Info, &Set}))
     {
-        msiu::detail::SetSecurityCalls(previous_);
-        current_ = nullptr;
+        current_ = this;
     }
-    AclStore(const AclStore&) = delete;
-    AclStore& operator=(const AclStore&) = delete;
+    ~AclStore() { msiu::detail::SetSecurityCalls(previous_); }
 
     std::vector<Write> writes;       // every DACL written, in order
     std::vector<std::wstring> reads;  // every path read, as given
@@ -43,19 +37,15 @@ public:
 
     // Access entries of a DACL, as (SID text, mask, flags).
     struct Ace {
-        std::wstring sid;
-        DWORD mask;
-        BYTE flags;
+        std::wstring sid; DWORD mask; BYTE flags;
         bool operator==(const Ace& o) const { return sid == o.sid && mask == o.mask && flags == o.flags; }
     };
     static std::vector<Ace> Aces(const std::vector<BYTE>& bytes)
     {
         std::vector<Ace> out;
         PACL acl = reinterpret_cast<PACL>(const_cast<BYTE*>(bytes.data()));
-        for (DWORD i = 0; i < acl->AceCount; ++i) {
-            void* ace = nullptr;
-            if (!GetAce(acl, i, &ace)) break;
-            auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(ace);
+        ACCESS_ALLOWED_ACE* allowed = nullptr;
+        for (DWORD i = 0; i < acl->AceCount && GetAce(acl, i, reinterpret_cast<void**>(&allowed)); ++i) {
             wchar_t* text = nullptr;
             ConvertSidToStringSidW(reinterpret_cast<PSID>(&allowed->SidStart), &text);
             out.push_back({text ? text : L"", allowed->Mask, allowed->Header.AceFlags});
@@ -65,11 +55,10 @@ public:
     }
 
 private:
-    static std::wstring Key(const std::wstring& path)
+    static std::wstring Key(std::wstring k)
     {
-        std::wstring k = path;
         while (!k.empty() && k.back() == L'\\') k.pop_back();
-        std::transform(k.begin(), k.end(), k.begin(), [](wchar_t c) { return std::towlower(c); });
+        CharLowerBuffW(&k[0], static_cast<DWORD>(k.size()));
         return k;
     }
 
@@ -81,33 +70,22 @@ private:
         if (stored == current_->store_.end())
             return current_->previous_.getNamedSecurityInfo(path, type, info, owner, group, dacl, sacl, descriptor);
         // The caller frees the descriptor only; here it is the DACL itself.
-        void* copy = LocalAlloc(LMEM_FIXED, stored->second.size());
-        std::copy(stored->second.begin(), stored->second.end(), static_cast<BYTE*>(copy));
-        *dacl = static_cast<PACL>(copy);
-        *descriptor = copy;
+        *descriptor = *dacl = static_cast<PACL>(LocalAlloc(LMEM_FIXED, stored->second.size()));
+        std::copy(stored->second.begin(), stored->second.end(), reinterpret_cast<BYTE*>(*dacl));
         return ERROR_SUCCESS;
-    }
-
-    static DWORD WINAPI SetEntries(ULONG count, PEXPLICIT_ACCESS_W entries, PACL old, PACL* out)
-    {
-        return current_->previous_.setEntriesInAcl(count, entries, old, out);
     }
 
     static BOOL WINAPI Info(PACL acl, LPVOID info, DWORD size, ACL_INFORMATION_CLASS cls)
     {
-        if (--current_->failInfoCall == 0) {
-            SetLastError(ERROR_INVALID_ACL);
-            return FALSE;
-        }
-        return current_->previous_.getAclInformation(acl, info, size, cls);
+        if (--current_->failInfoCall) return current_->previous_.getAclInformation(acl, info, size, cls);
+        return SetLastError(ERROR_INVALID_ACL), FALSE;
     }
 
     static DWORD WINAPI Set(LPWSTR path, SE_OBJECT_TYPE, SECURITY_INFORMATION, PSID, PSID, PACL dacl, PACL)
     {
         if (current_->failSet) return current_->failSet;
-        std::vector<BYTE> bytes(reinterpret_cast<BYTE*>(dacl), reinterpret_cast<BYTE*>(dacl) + dacl->AclSize);
-        current_->writes.push_back({path, bytes});
-        current_->store_[Key(path)] = bytes;
+        current_->writes.push_back({path, {reinterpret_cast<BYTE*>(dacl), reinterpret_cast<BYTE*>(dacl) + dacl->AclSize}});
+        current_->store_[Key(path)] = current_->writes.back().dacl;
         return ERROR_SUCCESS;
     }
 

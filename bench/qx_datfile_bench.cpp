@@ -185,6 +185,20 @@ void BM_DatfileReadOnly(benchmark::State& state)
 }
 BENCHMARK(BM_DatfileReadOnly) QX_SIZES;
 
+// The save alone, of a file read once before the runs.
+void BM_DatfileSaveOnly(benchmark::State& state)
+{
+    const Files& f = files(state);
+    orvane::qx_datfile dat;
+    dat.setFileName(f.input);
+    if (!dat.read()) state.SkipWithError("read failed");
+    dat.setFileName(f.output);
+    Measure(state, [&dat](benchmark::State& s, const Files&) {
+        if (!dat.save()) s.SkipWithError("save failed");
+    });
+}
+BENCHMARK(BM_DatfileSaveOnly) QX_SIZES;
+
 // The upgrade an install makes: the package's template merged into the
 // generated file as the existing quorix.dat, then saved.
 void BM_MergeAndSave(benchmark::State& state)

@@ -249,6 +249,11 @@ void qx_customproperty::removeProperty(const std::string& name)
 void qx_customproperty::writeLines(FILE* file) const
 {
     qxparser_internal::block_writer out(file);
+    writeLines(out);
+}
+
+void qx_customproperty::writeLines(qxparser_internal::block_writer& out) const
+{
     for (int i = 0; i < lineCount(); ++i) {
         const line_ref& r = lines[static_cast<size_t>(i)];
         if (r.at & kOwned) {

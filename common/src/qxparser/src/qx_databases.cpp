@@ -292,9 +292,8 @@ void qx_databases::readSection(section_input& in)
     if (!buffer.empty()) comments.push_back(std::move(buffer));
 }
 
-void qx_databases::writeSection(FILE* file) const
+void qx_databases::writeSection(block_writer& out) const
 {
-    block_writer out(file);
     out.put("Databases\n");
     size_t n = entries.size() > comments.size() ? entries.size() : comments.size();
     for (size_t i = 0; i < n; ++i) {

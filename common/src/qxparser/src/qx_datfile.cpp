@@ -370,9 +370,9 @@ std::vector<std::pair<std::string, const qx_section*>> qx_datfile::savedSections
     return order;
 }
 
-void qx_datfile::writeCommentSlot(FILE* file, size_t i) const
+void qx_datfile::writeCommentSlot(block_writer& out, size_t i) const
 {
-    if (i < comments.size() && !comments[i].empty()) writeText(file, comments[i]);
+    if (i < comments.size()) out.put(comments[i]);
 }
 
 bool qx_datfile::save()
@@ -395,22 +395,21 @@ bool qx_datfile::save(FILE* file)
 bool qx_datfile::writeTo(FILE* file)
 {
     locale_setter locale;
-    std::setvbuf(file, nullptr, _IOFBF, 1 << 16);
-
-    // Comment texts keep their ordinal places: the text that stood before the
-    // k-th head read stands before the k-th section written.
-    size_t slot = 0;
-    writeCommentSlot(file, slot);
-    auto written = [&]() { writeCommentSlot(file, ++slot); };
-
-    for (const auto& [head, section] : savedSections()) {
-        if (section)
-            section->writeSection(file, head);
-        else
-            databases.writeSection(file);
-        written();
+    {
+        block_writer out(file);
+        // Comment texts keep their ordinal places: the text that stood before
+        // the k-th head read stands before the k-th section written.
+        size_t slot = 0;
+        writeCommentSlot(out, slot);
+        for (const auto& [head, section] : savedSections()) {
+            if (section)
+                section->writeSection(out, head);
+            else
+                databases.writeSection(out);
+            writeCommentSlot(out, ++slot);
+        }
+        for (size_t j = slot + 1; j < comments.size(); ++j) writeCommentSlot(out, j);
     }
-    for (size_t j = slot + 1; j < comments.size(); ++j) writeCommentSlot(file, j);
 
     // Flushed here so that a full disk shows in the error flag, not only in
     // the close that nobody checks.

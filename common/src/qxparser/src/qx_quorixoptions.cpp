@@ -1,6 +1,8 @@
 #include "orvane/qx_quorixoptions.h"
 
 #include <cmath>
+#include <iterator>
+#include <vector>
 
 #include "orvane/qx_errors.h"
 #include "qx_scan.h"
@@ -11,21 +13,6 @@ namespace orvane {
 using namespace qxparser_internal;
 
 namespace {
-
-// Options keys count with their case.
-inline bool hasKey(std::string_view line, std::string_view key)
-{
-    // The first byte rules out nearly every key before a compare is called.
-    return !line.empty() && line[0] == key[0] && line.substr(0, key.size()) == key;
-}
-
-// Whether any key of the four tables starts with a byte: a line whose first
-// byte starts none of them goes straight to the keys read one by one.
-struct first_bytes {
-    bool any[256] = {};
-    void add(std::string_view key) { any[static_cast<unsigned char>(key[0])] = true; }
-    bool has(std::string_view line) const { return !line.empty() && any[static_cast<unsigned char>(line[0])]; }
-};
 
 // Behind the key and the blanks, tabs and colons that follow it.
 inline size_t valueStart(std::string_view line, size_t at)
@@ -77,43 +64,27 @@ void qx_quorixoptions::defaultValues()
     sortUnassigned = "scoredown";
 }
 
+namespace {
+
+void reportLine(section_input& in, std::string_view line)
+{
+    in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), std::string(line).c_str());
+}
+
+}  // namespace
+
 void qx_quorixoptions::readValue(std::string_view line, section_input& in)
 {
-    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), std::string(line).c_str()); };
-
     struct flag_row {
         std::string_view key;
         bool qx_quorixoptions::*member;
         bool def;
     };
-    static const first_bytes tableStarts = [] {
-        first_bytes starts;
-#define QX_START(Getter, member, key, ...) starts.add(key);
-        QX_OPTIONS_FLAGS(QX_START)
-        QX_OPTIONS_INTS(QX_START)
-        QX_OPTIONS_TEXTS(QX_START)
-        QX_OPTIONS_RESTS(QX_START)
-#undef QX_START
-        return starts;
-    }();
-    if (!tableStarts.has(line)) {
-        readSpecial(line, in);
-        return;
-    }
-
     static const flag_row flags[] = {
 #define QX_ROW(Getter, member, key, def) {key, &qx_quorixoptions::member, def},
         QX_OPTIONS_FLAGS(QX_ROW)
 #undef QX_ROW
     };
-    for (const flag_row& row : flags) {
-        if (!hasKey(line, row.key)) continue;
-        int32_t value = row.def ? 1 : 0;
-        scanSecondInt(line, value);
-        this->*row.member = value == 1;
-        return;
-    }
-
     struct int_row {
         std::string_view key;
         int32_t qx_quorixoptions::*member;
@@ -125,28 +96,6 @@ void qx_quorixoptions::readValue(std::string_view line, section_input& in)
         QX_OPTIONS_INTS(QX_ROW)
 #undef QX_ROW
     };
-    for (const int_row& row : ints) {
-        if (!hasKey(line, row.key)) continue;
-        int32_t& member = this->*row.member;
-        bool scanned = scanSecondInt(line, member);
-        if (row.member == &qx_quorixoptions::mudpit) {
-            if (!scanned) report();
-        } else if (row.member == &qx_quorixoptions::minPepLenInSearch ||
-                   row.member == &qx_quorixoptions::maxPepNumVarMods) {
-            if (!scanned) {
-                member = row.def;
-                report();
-            }
-        } else if (member < row.low || member > row.high) {
-            member = row.member == &qx_quorixoptions::maxNumPeptides ? maxSequenceLen / 4 : row.bad;
-            if (row.report) report();
-        }
-        // Read before or after MaxNumPeptides, the sequence length sets it;
-        // a MaxNumPeptides line further down has the last word.
-        if (row.member == &qx_quorixoptions::maxSequenceLen) maxNumPeptides = maxSequenceLen / 4;
-        return;
-    }
-
     struct text_row {
         std::string_view key;
         std::string qx_quorixoptions::*member;
@@ -158,137 +107,230 @@ void qx_quorixoptions::readValue(std::string_view line, section_input& in)
         QX_OPTIONS_TEXTS(QX_ROW)
 #undef QX_ROW
     };
-    for (const text_row& row : texts) {
-        if (!hasKey(line, row.key)) continue;
-        std::string value;
-        if (scanSecondWord(line, value)) {
-            this->*row.member = value;
-        } else if (row.required) {
-            this->*row.member = row.def;
-            report();
-        }
-        return;
-    }
-
     static const text_row rests[] = {
 #define QX_ROW(Getter, member, key, def, required) {key, &qx_quorixoptions::member, def, required},
         QX_OPTIONS_RESTS(QX_ROW)
 #undef QX_ROW
     };
-    for (const text_row& row : rests) {
-        if (!hasKey(line, row.key)) continue;
-        std::string value(line.substr(valueStart(line, row.key.size())));
-        if (value.empty() && row.required) {
-            this->*row.member = row.def;
-            report();
-        } else {
-            this->*row.member = value;
-        }
-        return;
-    }
+    // The keys with readers of their own.
+    struct special_row {
+        std::string_view key;
+        void (*read)(qx_quorixoptions& o, std::string_view s, section_input& in);
+    };
+    static const special_row specials[] = {
+        {"EmailFromTextName",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             size_t pos = skipChars(s, 17, " \t");
+             bool quoted = pos < s.size() && (s[pos] == '"' || s[pos] == '\'');
+             if (quoted) ++pos;
+             std::string value(s.substr(pos, skipToChars(s, pos, "\r\n") - pos));
+             if (value.size() > 256) value.resize(256);
+             if (quoted && !value.empty() && (value.back() == '"' || value.back() == '\'')) value.pop_back();
+             o.emailFromTextName = value;
+         }},
+        {"CentroidWidth",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             float value = 0.25f;
+             scanSecondFloat(s, value);
+             if (value > 0 && value < 10) {
+                 o.centroidWidth = value;
+             } else {
+                 reportLine(in, s);
+             }
+         }},
+        {"Vmemory",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             float value = -1.0f;
+             scanSecondFloat(s, value);
+             if (value >= -1) {
+                 o.vmemory = toInt64(value);
+             } else {
+                 reportLine(in, s);
+             }
+         }},
+        {"ReportNumberChoices",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) { o.readReportNumberChoices(s, in); }},
+        {"ReviewColWidths",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) { o.readReviewColWidths(s, in); }},
+        {"ShowSubsets",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             int32_t value = 0;
+             scanSecondInt(s, value);
+             o.showSubsets = value == 1 ? 1.0 : 0.0;
+         }},
+        {"SigThreshold",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             double value = 0.05;
+             scanSecondDouble(s, value);
+             if (value >= 0) {
+                 o.sigThreshold = value;
+             } else {
+                 reportLine(in, s);
+             }
+         }},
+        {"IgnoreIonsScoreBelow",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             scanSecondDouble(s, o.ignoreIonsScoreBelow);
+             if (!(o.ignoreIonsScoreBelow >= 0)) {
+                 o.ignoreIonsScoreBelow = 0.0;
+                 reportLine(in, s);
+             }
+         }},
+        {"FeatureTableMinScore",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             float value = 13.0f;
+             scanSecondFloat(s, value);
+             if (value > 0) {
+                 o.featureTableMinScore = value;
+             } else {
+                 reportLine(in, s);
+             }
+         }},
+        {"ICATFilter",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) {
+             size_t pos = valueStart(s, 10);
+             o.icatFilter = std::string(s.substr(pos, skipToChars(s, pos, " \t:") - pos));
+             if (o.icatFilter.empty()) {
+                 o.icatFilter = "C";
+                 in.errors.addError(qxerr::emptyIcatFilter);
+             }
+         }},
+        {"IgnoreDupeAccessions",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             o.ignoreDupeAccessions.clear();
+             for (std::string_view item : splitItems(s.substr(valueStart(s, 21)), " ,\t"))
+                 o.ignoreDupeAccessions.emplace_back(item);
+         }},
+        {"GetSeqBlastAccession",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) { o.readBlastAccession(s, in); }},
+        {"UnixDirPerm",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             int32_t value = 511;
+             scanSecondOctal(s, value);
+             o.unixDirPerm = value;
+             o.unixDirPermDefined = true;
+         }},
+        {"PrecursorCutOut",
+         [](qx_quorixoptions& o, std::string_view s, section_input& in) { o.readPrecursorCutOut(s, in); }},
+        {"TaxBrowserURL",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             // Stops at the colon of a scheme: the typed value of a full URL
+             // is its scheme, as the server has always read it; the line
+             // stays whole.
+             size_t pos = valueStart(s, 13);
+             o.taxBrowserURL = std::string(s.substr(pos, skipToChars(s, pos, " \t:") - pos));
+         }},
+        {"SortUnassigned",
+         [](qx_quorixoptions& o, std::string_view s, section_input&) {
+             std::string_view value = s.substr(valueStart(s, 14));
+             o.sortUnassigned = value == "scoredown" || value == "queryup" || value == "intdown"
+                                    ? std::string(value)
+                                    : "scoredown";
+         }},
+    };
 
-    readSpecial(line, in);
+    // Every key by its first byte, each byte's keys in the order the tables
+    // give them (flags, numbers, texts, rests, then the special keys), so
+    // that the first key a line starts with is the one it always was: a
+    // line is compared with the few keys of its first byte, not with all of
+    // them (an Options section is most of a large file).
+    enum class kind : uint8_t { flag, integer, text, rest, special };
+    struct key_ref {
+        std::string_view key;
+        kind what;
+        uint16_t row;
+    };
+    struct key_index {
+        std::vector<key_ref> keys;
+        uint16_t from[257] = {};
+    };
+    static const key_index index = [] {
+        std::vector<key_ref> all;
+        auto add = [&all](const auto& table, kind what) {
+            for (size_t r = 0; r < std::size(table); ++r) all.push_back({table[r].key, what, static_cast<uint16_t>(r)});
+        };
+        add(flags, kind::flag);
+        add(ints, kind::integer);
+        add(texts, kind::text);
+        add(rests, kind::rest);
+        add(specials, kind::special);
+        key_index built;
+        for (int b = 0; b < 256; ++b) {
+            built.from[b] = static_cast<uint16_t>(built.keys.size());
+            for (const key_ref& k : all)
+                if (static_cast<unsigned char>(k.key[0]) == b) built.keys.push_back(k);
+        }
+        built.from[256] = static_cast<uint16_t>(built.keys.size());
+        return built;
+    }();
+
+    if (line.empty()) return;
+    const unsigned char first = static_cast<unsigned char>(line[0]);
+    for (size_t k = index.from[first]; k < index.from[first + 1]; ++k) {
+        const key_ref& ref = index.keys[k];
+        if (line.substr(0, ref.key.size()) != ref.key) continue;
+        switch (ref.what) {
+        case kind::flag: {
+            const flag_row& row = flags[ref.row];
+            int32_t value = row.def ? 1 : 0;
+            scanSecondInt(line, value);
+            this->*row.member = value == 1;
+            return;
+        }
+        case kind::integer: {
+            const int_row& row = ints[ref.row];
+            int32_t& member = this->*row.member;
+            bool scanned = scanSecondInt(line, member);
+            if (row.member == &qx_quorixoptions::mudpit) {
+                if (!scanned) reportLine(in, line);
+            } else if (row.member == &qx_quorixoptions::minPepLenInSearch ||
+                       row.member == &qx_quorixoptions::maxPepNumVarMods) {
+                if (!scanned) {
+                    member = row.def;
+                    reportLine(in, line);
+                }
+            } else if (member < row.low || member > row.high) {
+                member = row.member == &qx_quorixoptions::maxNumPeptides ? maxSequenceLen / 4 : row.bad;
+                if (row.report) reportLine(in, line);
+            }
+            // Read before or after MaxNumPeptides, the sequence length sets
+            // it; a MaxNumPeptides line further down has the last word.
+            if (row.member == &qx_quorixoptions::maxSequenceLen) maxNumPeptides = maxSequenceLen / 4;
+            return;
+        }
+        case kind::text: {
+            const text_row& row = texts[ref.row];
+            std::string value;
+            if (scanSecondWord(line, value)) {
+                this->*row.member = value;
+            } else if (row.required) {
+                this->*row.member = row.def;
+                reportLine(in, line);
+            }
+            return;
+        }
+        case kind::rest: {
+            const text_row& row = rests[ref.row];
+            std::string_view value = line.substr(valueStart(line, row.key.size()));
+            if (value.empty() && row.required) {
+                this->*row.member = row.def;
+                reportLine(in, line);
+            } else {
+                this->*row.member = std::string(value);
+            }
+            return;
+        }
+        case kind::special:
+            specials[ref.row].read(*this, line, in);
+            return;
+        }
+    }
 }
 
-bool qx_quorixoptions::readSpecial(std::string_view s, section_input& in)
+void qx_quorixoptions::readReportNumberChoices(std::string_view line, section_input& in)
 {
-    // The few keys with readers of their own get the line as a string.
-    const auto line = [s]() { return std::string(s); };
-    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line().c_str()); };
-
-    if (hasKey(s, "EmailFromTextName")) {
-        size_t pos = skipChars(s, 17, " \t");
-        bool quoted = pos < s.size() && (s[pos] == '"' || s[pos] == '\'');
-        if (quoted) ++pos;
-        std::string value(s.substr(pos, skipToChars(s, pos, "\r\n") - pos));
-        if (value.size() > 256) value.resize(256);
-        if (quoted && !value.empty() && (value.back() == '"' || value.back() == '\'')) value.pop_back();
-        emailFromTextName = value;
-    } else if (hasKey(s, "CentroidWidth")) {
-        float value = 0.25f;
-        scanSecondFloat(s, value);
-        if (value > 0 && value < 10) {
-            centroidWidth = value;
-        } else {
-            report();
-        }
-    } else if (hasKey(s, "Vmemory")) {
-        float value = -1.0f;
-        scanSecondFloat(s, value);
-        if (value >= -1) {
-            vmemory = toInt64(value);
-        } else {
-            report();
-        }
-    } else if (hasKey(s, "ReportNumberChoices")) {
-        readReportNumberChoices(line(), in);
-    } else if (hasKey(s, "ReviewColWidths")) {
-        readReviewColWidths(line(), in);
-    } else if (hasKey(s, "ShowSubsets")) {
-        int32_t value = 0;
-        scanSecondInt(s, value);
-        showSubsets = value == 1 ? 1.0 : 0.0;
-    } else if (hasKey(s, "SigThreshold")) {
-        double value = 0.05;
-        scanSecondDouble(s, value);
-        if (value >= 0) {
-            sigThreshold = value;
-        } else {
-            report();
-        }
-    } else if (hasKey(s, "IgnoreIonsScoreBelow")) {
-        scanSecondDouble(s, ignoreIonsScoreBelow);
-        if (!(ignoreIonsScoreBelow >= 0)) {
-            ignoreIonsScoreBelow = 0.0;
-            report();
-        }
-    } else if (hasKey(s, "FeatureTableMinScore")) {
-        float value = 13.0f;
-        scanSecondFloat(s, value);
-        if (value > 0) {
-            featureTableMinScore = value;
-        } else {
-            report();
-        }
-    } else if (hasKey(s, "ICATFilter")) {
-        size_t pos = valueStart(s, 10);
-        icatFilter = std::string(s.substr(pos, skipToChars(s, pos, " \t:") - pos));
-        if (icatFilter.empty()) {
-            icatFilter = "C";
-            in.errors.addError(qxerr::emptyIcatFilter);
-        }
-    } else if (hasKey(s, "IgnoreDupeAccessions")) {
-        ignoreDupeAccessions.clear();
-        for (std::string_view item : splitItems(s.substr(valueStart(s, 21)), " ,\t")) {
-            ignoreDupeAccessions.emplace_back(item);
-        }
-    } else if (hasKey(s, "GetSeqBlastAccession")) {
-        readBlastAccession(line(), in);
-    } else if (hasKey(s, "UnixDirPerm")) {
-        int32_t value = 511;
-        scanSecondOctal(s, value);
-        unixDirPerm = value;
-        unixDirPermDefined = true;
-    } else if (hasKey(s, "PrecursorCutOut")) {
-        readPrecursorCutOut(line(), in);
-    } else if (hasKey(s, "TaxBrowserURL")) {
-        // Stops at the colon of a scheme: the typed value of a full URL is
-        // its scheme, as the server has always read it; the line stays whole.
-        size_t pos = valueStart(s, 13);
-        taxBrowserURL = std::string(s.substr(pos, skipToChars(s, pos, " \t:") - pos));
-    } else if (hasKey(s, "SortUnassigned")) {
-        std::string value(s.substr(valueStart(s, 14)));
-        sortUnassigned = value == "scoredown" || value == "queryup" || value == "intdown" ? value : "scoredown";
-    } else {
-        return false;
-    }
-    return true;
-}
-
-void qx_quorixoptions::readReportNumberChoices(const std::string& line, section_input& in)
-{
-    auto report = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str()); };
-    std::string_view s(line);
+    auto report = [&]() { reportLine(in, line); };
+    std::string_view s = line;
     // A second line adds to the first: the list isn't cleared.
     for (std::string_view item : splitItems(s.substr(valueStart(s, 20)), " ,\t")) {
         if (startsWithNoCase(item, "Auto")) {
@@ -316,9 +358,9 @@ void qx_quorixoptions::readReportNumberChoices(const std::string& line, section_
     }
 }
 
-void qx_quorixoptions::readReviewColWidths(const std::string& line, section_input& in)
+void qx_quorixoptions::readReviewColWidths(std::string_view line, section_input& in)
 {
-    std::vector<std::string_view> items = splitItems(std::string_view(line).substr(15), " ,\t");
+    std::vector<std::string_view> items = splitItems(line.substr(15), " ,\t");
     bool bad = false;
     for (size_t c = 0; c < kReviewColumns; ++c) {
         reviewColWidths[c] = defaultReviewColWidths()[c];
@@ -331,10 +373,10 @@ void qx_quorixoptions::readReviewColWidths(const std::string& line, section_inpu
             bad = true;
         }
     }
-    if (bad) in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str());
+    if (bad) reportLine(in, line);
 }
 
-void qx_quorixoptions::readBlastAccession(const std::string& line, section_input& in)
+void qx_quorixoptions::readBlastAccession(std::string_view line, section_input& in)
 {
     std::string_view s(line);
     std::string_view value = s.substr(valueStart(s, 20));
@@ -348,7 +390,7 @@ void qx_quorixoptions::readBlastAccession(const std::string& line, section_input
     // "(start),(end),(n)". What was taken before a fault stays. A text longer
     // than the server's 255 bytes holds is a fault of its own: it is neither
     // cut (the server would see another accession) nor stored whole.
-    auto fault = [&]() { in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str()); };
+    auto fault = [&]() { reportLine(in, line); };
     if (value[0] != '(') return fault();
     size_t startEnd = value.find("),(", 1);
     if (startEnd == std::string_view::npos) return fault();
@@ -364,11 +406,11 @@ void qx_quorixoptions::readBlastAccession(const std::string& line, section_input
     blast.fieldNumber = value[fieldAt] - '0';
 }
 
-void qx_quorixoptions::readPrecursorCutOut(const std::string& line, section_input& in)
+void qx_quorixoptions::readPrecursorCutOut(std::string_view line, section_input& in)
 {
     auto fault = [&]() {
         precursorCutOutLow = precursorCutOutHigh = -1.0;
-        in.errors.addError(qxerr::optionsLine, in.fileName.c_str(), line.c_str());
+        reportLine(in, line);
     };
     std::string_view s(line);
     size_t start = valueStart(s, 16);

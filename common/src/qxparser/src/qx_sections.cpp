@@ -76,11 +76,12 @@ void qx_section::readValue(std::string_view, section_input&) {}
 
 void qx_section::finishSection(section_input&) {}
 
-void qx_section::writeSection(FILE* file, const std::string& head) const
+void qx_section::writeSection(block_writer& out, std::string_view head) const
 {
-    writeLine(file, head);
-    writeLines(file);
-    writeLine(file, "end");
+    out.put(head);
+    out.put('\n');
+    writeLines(out);
+    out.put("end\n");
 }
 
 void qx_quorixfiles::defaultValues()

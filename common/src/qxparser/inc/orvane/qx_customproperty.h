@@ -10,6 +10,10 @@
 #include <unordered_map>
 #include <vector>
 
+namespace qxparser_internal {
+class block_writer;
+}
+
 namespace orvane {
 
 class qx_customproperty {
@@ -51,6 +55,7 @@ public:
 
     // Name, delimiter and value of every entry, one line each.
     void writeLines(FILE* file) const;
+    void writeLines(qxparser_internal::block_writer& out) const;
 
 protected:
     // Parses a line that may be a view into `text`, the whole text of the

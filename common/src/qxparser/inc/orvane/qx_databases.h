@@ -12,6 +12,7 @@
 
 namespace qxparser_internal {
 struct section_input;
+class block_writer;
 }
 
 namespace orvane {
@@ -102,7 +103,7 @@ public:
 
     // Reads the section's lines up to and including its end line.
     void readSection(qxparser_internal::section_input& in);
-    void writeSection(FILE* file) const;
+    void writeSection(qxparser_internal::block_writer& out) const;
 
 private:
     bool sectionAvailable = false;

@@ -134,7 +134,7 @@ private:
     // The available sections by the heads a save writes, in its order;
     // Databases, which has a writer of its own, with a null section.
     std::vector<std::pair<std::string, const qx_section*>> savedSections() const;
-    void writeCommentSlot(FILE* file, size_t i) const;
+    void writeCommentSlot(qxparser_internal::block_writer& out, size_t i) const;
     bool writeTo(FILE* file);
 
     std::string fileName;

@@ -185,11 +185,10 @@ private:
     friend class qx_datfile;
     void useNodeControlFile() { quorixControlFile = quorixNodeControlFile; }
 
-    bool readSpecial(std::string_view line, qxparser_internal::section_input& in);
-    void readReportNumberChoices(const std::string& line, qxparser_internal::section_input& in);
-    void readReviewColWidths(const std::string& line, qxparser_internal::section_input& in);
-    void readBlastAccession(const std::string& line, qxparser_internal::section_input& in);
-    void readPrecursorCutOut(const std::string& line, qxparser_internal::section_input& in);
+    void readReportNumberChoices(std::string_view line, qxparser_internal::section_input& in);
+    void readReviewColWidths(std::string_view line, qxparser_internal::section_input& in);
+    void readBlastAccession(std::string_view line, qxparser_internal::section_input& in);
+    void readPrecursorCutOut(std::string_view line, qxparser_internal::section_input& in);
 
 #define QX_MEMBER(Getter, member, key, def, ...) bool member = def;
     QX_OPTIONS_FLAGS(QX_MEMBER)

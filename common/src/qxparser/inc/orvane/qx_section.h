@@ -11,6 +11,7 @@
 
 namespace qxparser_internal {
 struct section_input;
+class block_writer;
 }
 
 namespace orvane {
@@ -34,7 +35,7 @@ public:
     // Reads the section's lines up to and including its end line.
     virtual void readSection(qxparser_internal::section_input& in);
     // Head, lines and end line.
-    void writeSection(FILE* file, const std::string& head) const;
+    void writeSection(qxparser_internal::block_writer& out, std::string_view head) const;
 
 protected:
     qx_section() = default;

@@ -16,6 +16,7 @@
 #endif
 
 #include "byte_stream.h"
+#include "qx_text.h"
 #include "orvane/http_url.h"
 #include "orvane/qx_errors.h"
 
@@ -205,7 +206,6 @@ qx_filesource::~qx_filesource()
 void qx_filesource::close()
 {
     current = nullptr;
-    firstNul = nullptr;
     lines = 0;
     stream.reset();
     text.reset();
@@ -339,7 +339,6 @@ void qx_filesource::openText(std::string&& body)
     close();
     text = std::make_shared<const std::string>(std::move(body));
     stream = std::make_unique<qxparser_internal::byte_stream>(text->data(), text->size());
-    firstNul = static_cast<const char*>(std::memchr(text->data(), '\0', text->size()));
     current = stream.get();
 }
 
@@ -369,9 +368,9 @@ bool qx_filesource::getLine(char* buffer, int size, int& length, char*& start)
     return true;
 }
 
-std::string_view qx_filesource::remainingText() const
+size_t qx_filesource::linesToEndLine() const
 {
-    return current ? current->head() : std::string_view();
+    return current ? current->linesBefore(qxparser_internal::isEndLine) : 0;
 }
 
 bool qx_filesource::getLine(std::string& line)
@@ -398,7 +397,8 @@ bool qx_filesource::getLine(std::string_view& line)
     }
     if (taken < 1) return false;
     ++lines;
-    if (firstNul && firstNul < line.data() + line.size()) {
+    const char* nul = current->nulByte();
+    if (nul && nul < line.data() + line.size()) {
         // No text of ours holds one, and no save could write it back.
         if (errors) errors->getErrorRepository().addError(qxerr::wideText, name.c_str(), lines);
         line = std::string_view();

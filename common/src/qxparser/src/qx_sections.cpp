@@ -12,18 +12,7 @@ bool section_input::next()
 
 size_t section_input::linesToEnd() const
 {
-    std::string_view rest = source.remainingText();
-    size_t count = 0;
-    while (!rest.empty()) {
-        size_t start = rest.find_first_not_of(" \t");
-        if (start == std::string_view::npos) break;
-        if (isEndLine(rest.substr(start, 4))) break;
-        const size_t nl = rest.find('\n', start);
-        ++count;
-        if (nl == std::string_view::npos) break;
-        rest.remove_prefix(nl + 1);
-    }
-    return count;
+    return source.linesToEndLine();
 }
 
 }  // namespace qxparser_internal

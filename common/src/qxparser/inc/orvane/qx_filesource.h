@@ -152,8 +152,8 @@ public:
     // keeps alive for as long as a reader holds on to it.
     bool getLine(std::string_view& line);
     const std::shared_ptr<const std::string>& sharedText() const { return text; }
-    // What no line has been handed out of yet.
-    std::string_view remainingText() const;
+    // How many lines stand ahead before an end line of a section.
+    size_t linesToEndLine() const;
 
 private:
     void close();
@@ -170,8 +170,6 @@ private:
     qx_connection_settings settings;
     // The whole text, read at once: lines are views into it.
     std::shared_ptr<const std::string> text;
-    // The first NUL byte of it, if any: looked for once, not in every line.
-    const char* firstNul = nullptr;
     std::unique_ptr<qxparser_internal::byte_stream> stream;
     qxparser_internal::byte_stream* current = nullptr;
 };

@@ -22,12 +22,21 @@ public:
     // ahead, were a sixth of a large file's read.
     byte_stream(const char* data, size_t size) : begin(data), pos(data), end(data + size)
     {
-        ends.reserve(size / 32 + 1);
         size_t at = 0;
         size_t nul = size;
 #if defined(__SSE2__)
         const __m128i feed = _mm_set1_epi8('\n');
         const __m128i zero = _mm_setzero_si128();
+        // Counted first, so that the table is allocated once at its size: a
+        // guess from the size was a third too large for a file of options.
+        size_t feeds = 0;
+        for (; at + 16 <= size; at += 16) {
+            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
+            feeds += static_cast<size_t>(__builtin_popcount(static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed)))));
+        }
+        for (; at < size; ++at) feeds += data[at] == '\n';
+        ends.reserve(feeds);
+        at = 0;
         for (; at + 16 <= size; at += 16) {
             const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
             unsigned feeds = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed)));
@@ -45,6 +54,7 @@ public:
             if (data[at] == '\0' && nul == size) nul = at;
         }
 #else
+        ends.reserve(size / 32 + 1);
         while (const void* nl = at < size ? std::memchr(data + at, '\n', size - at) : nullptr) {
             at = static_cast<size_t>(static_cast<const char*>(nl) - data);
             ends.push_back(static_cast<uint32_t>(at++));

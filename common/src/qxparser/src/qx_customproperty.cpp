@@ -7,9 +7,16 @@
 namespace orvane {
 
 namespace {
+// A table, not three compares per byte: every name of a large section is
+// scanned through this.
+struct delimiter_table {
+    bool is[256] = {};
+    delimiter_table() { is[' '] = is['\t'] = is[':'] = true; }
+};
+const delimiter_table kDelimiters;
 inline bool isDelimiterChar(char c)
 {
-    return c == ' ' || c == '\t' || c == ':';
+    return kDelimiters.is[static_cast<unsigned char>(c)];
 }
 }  // namespace
 

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <climits>
 #include <cstring>
+#include <functional>
 
 #include "orvane/qx_errors.h"
 #include "orvane/qx_filesource.h"
@@ -65,6 +66,21 @@ struct line_scanner {
 
 int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::string* nameRead)
 {
+    return readLine(text, isActive, nameRead, nullptr);
+}
+
+const std::string& qx_databaseoptions::getLineText() const
+{
+    if (lineSource) {
+        lineText.assign(lineView());
+        lineSource.reset();
+    }
+    return lineText;
+}
+
+int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::string* nameRead,
+                                 const std::shared_ptr<const std::string>& source)
+{
     line_scanner scan{text.data(), text.data() + text.size()};
     // Views until the line is known to be an entry: most lines are.
     std::string_view fieldName, fieldPath, kind;
@@ -105,12 +121,22 @@ int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::stri
         hasAccessionRefRule = false;
         taxonomyRule = -1;
     }
-    lineText = text;
+    if (source && std::less_equal<const char*>()(source->data(), text.data()) &&
+        std::less_equal<const char*>()(text.data() + text.size(), source->data() + source->size())) {
+        lineSource = source;
+        lineAt = static_cast<uint32_t>(text.data() - source->data());
+        lineSize = static_cast<uint32_t>(text.size());
+        lineText.clear();
+    } else {
+        lineSource.reset();
+        lineText = text;
+    }
     return count;
 }
 
 void qx_databaseoptions::rebuildLineText()
 {
+    lineSource.reset();
     if (name.empty()) {
         lineText.clear();
         return;
@@ -272,7 +298,7 @@ void qx_databases::readSection(section_input& in)
                 continue;
             }
             auto entry = std::make_unique<qx_databaseoptions>();
-            int fields = entry->readLine(text, active, &nameRead);
+            int fields = entry->readLine(text, active, &nameRead, in.source.sharedText());
             if (fields == 13 || fields == 14) {
                 entries.push_back(std::move(entry));
                 comments.push_back(std::move(buffer));
@@ -303,7 +329,7 @@ void qx_databases::writeSection(block_writer& out) const
         }
         if (i < entries.size()) {
             if (!entries[i]->isActive()) out.put("# ");
-            out.put(entries[i]->getLineText());
+            out.put(entries[i]->lineView());
             out.put('\n');
         }
     }

@@ -382,6 +382,9 @@ bool qx_datfile::save()
     FILE* file = openFile(fileName.c_str(), "w", this);
     if (!file) return false;
     file_ptr guard(file);
+    // The save hands stdio whole blocks; a buffer of its own would split
+    // each into a piece that fills it and a write of the rest.
+    std::setvbuf(file, nullptr, _IONBF, 0);
     return writeTo(file);
 }
 

@@ -153,6 +153,14 @@ void qx_errorlist::addError(int32_t code, ...)
 {
     const qx_messagerow* row = findRow(code);
     if (!row || row->severity > loggingLevel) return;
+    // A repeat that folds into the message before it and goes to no log is
+    // only counted: a file with thousands of the same fault mustn't format
+    // each of them.
+    const size_t n = errorNumbers.size();
+    if (foldRepeats && logFileName.empty() && n >= 2 && errorNumbers[n - 1] == code && errorNumbers[n - 2] == code) {
+        ++repeats[n - 1];
+        return;
+    }
     va_list args;
     va_start(args, code);
     std::string text = formatRow(row->format, args);

@@ -32,15 +32,16 @@ void qx_section::readSection(section_input& in)
 {
     sectionAvailable = true;
     reserveLines(in.linesToEnd());
+    const qx_linestorage storage = lineStorage();
     std::string_view text;
     bool plain = false;
-    while (storeNextLine(in, text, plain)) {
+    while (storeNextLine(in, storage, text, plain)) {
         if (!plain) readValue(text, in);
     }
     finishSection(in);
 }
 
-bool qx_section::storeNextLine(section_input& in, std::string_view& text, bool& plain)
+bool qx_section::storeNextLine(section_input& in, qx_linestorage storage, std::string_view& text, bool& plain)
 {
     if (!in.next()) return false;
     const std::string_view line = in.line;
@@ -48,7 +49,6 @@ bool qx_section::storeNextLine(section_input& in, std::string_view& text, bool& 
     bool blank = isBlankLine(line);
     plain = blank || isCommentLine(line);
     text = cutTrailing(line);
-    qx_linestorage storage = lineStorage();
     bool cutStored = storage == qx_linestorage::afterCut ||
                      (storage == qx_linestorage::afterCutUnlessBlank && !blank);
     // "end" and a tab isn't an end line, but cut it would be one, and would

@@ -45,7 +45,12 @@ public:
     int32_t getDescriptionRule() const { return descriptionRule; }
     int32_t getAccessionRefRule() const { return accessionRefRule; }
     int32_t getTaxonomyRule() const { return taxonomyRule; }
-    const std::string& getLineText() const { return lineText; }
+    const std::string& getLineText() const;
+    // The same text without a copy; valid until the entry changes.
+    std::string_view lineView() const
+    {
+        return lineSource ? std::string_view(lineSource->data() + lineAt, lineSize) : std::string_view(lineText);
+    }
 
     // The '#' of an inactive line isn't part of lineText, so this leaves it alone.
     void setActive(bool flag) { active = flag; }
@@ -57,7 +62,12 @@ public:
     void setTaxonomyRule(int32_t value);
 
 private:
+    friend class qx_databases;
     void rebuildLineText();
+    // As readLine, but a text that lies in `source` is kept as a place in
+    // it: a large section's entries then hold no copy of their lines.
+    int readLine(std::string_view text, bool active, std::string* nameRead,
+                 const std::shared_ptr<const std::string>& source);
 
     bool active = false;
     std::string name;
@@ -74,7 +84,12 @@ private:
     int32_t descriptionRule = 0;
     int32_t accessionRefRule = 0;
     int32_t taxonomyRule = 0;
-    std::string lineText;
+    // The line as it was read is lineSize bytes at lineAt of lineSource;
+    // without a source (a line made or changed since), it is lineText,
+    // which getLineText() also fills from the source when asked.
+    mutable std::string lineText;
+    mutable std::shared_ptr<const std::string> lineSource;
+    uint32_t lineAt = 0, lineSize = 0;
 };
 
 class qx_databases {

@@ -45,11 +45,12 @@ protected:
     qx_section& operator=(qx_section&&) = default;
 
     void resetLines(const char* delimiter);
-    // Takes the next line of the section into the property list. False at
-    // the section's end line or the end of the input. `text` receives the
-    // line after the trailing cut, a view into the source's text, and
-    // `plain` whether it is a comment or blank.
-    bool storeNextLine(qxparser_internal::section_input& in, std::string_view& text, bool& plain);
+    // Takes the next line of the section into the property list, stored as
+    // `storage` says. False at the section's end line or the end of the
+    // input. `text` receives the line after the trailing cut, a view into
+    // the source's text, and `plain` whether it is a comment or blank.
+    bool storeNextLine(qxparser_internal::section_input& in, qx_linestorage storage, std::string_view& text,
+                       bool& plain);
     virtual qx_linestorage lineStorage() const = 0;
     // The typed reading of a line that is neither comment nor blank, after
     // the trailing cut.

@@ -300,9 +300,10 @@ bool qx_filesource::checkEncoding()
         return false;
     }
     // Carriage returns alone as line ends make the whole file one line.
+    // A line feed, the common case, is found at the end of the first line.
+    if (head.find('\n') != std::string_view::npos) return true;
     const size_t cr = head.find('\r');
-    if (cr != std::string_view::npos && head.find('\n') == std::string_view::npos &&
-        head.find_first_not_of('\r', cr) != std::string_view::npos)
+    if (cr != std::string_view::npos && head.find_first_not_of('\r', cr) != std::string_view::npos)
         return refuse(qxerr::crLineEnds);
     return true;
 }

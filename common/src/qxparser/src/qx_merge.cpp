@@ -111,7 +111,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     if (clustered) threads = 1;
     errors.addError(qxerr::threadCount, threads);
 
-    qx_parseoptions rules = parseOptions;
+    // The sections are taken out and moved back where nothing between can
+    // fail: a copy of each was a large part of a merge of a large file.
+    qx_parseoptions rules = std::move(parseOptions);
 
     bool added10 = false, added11 = false;
     if (flags & kAppendTaxonomy) {
@@ -182,7 +184,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
                 databaseCopy.updateDatabase(found, entry);
         }
     }
-    setParseOptions(rules);
+    parseOptions = std::move(rules);
 
     for (int i = 0; i < databaseCopy.getNumberOfDatabases(); ++i) {
         qx_databaseoptions& entry = *databaseCopy.getDatabase(i);
@@ -208,7 +210,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         if (entry.getName() == "SwissProt" && fresh) entry.setActive(false);
     }
 
-    qx_wwwoptions www = wwwOptions;
+    qx_wwwoptions www = std::move(wwwOptions);
     if (swissProtAdded) {
         const qx_wwwoptions& templateWww = templ.getWWWOptions();
         for (const char* name : {"SwissProt_SEQ", "SwissProt_REP"}) {
@@ -220,14 +222,11 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         }
     }
     replacePlaceholders(www, root, host, url);
-    setWWWOptions(www);
+    wwwOptions = std::move(www);
 
-    qx_unigeneoptions unigene = unigeneOptions;
-    replacePlaceholders(unigene, root, host, url);
-    setUniGeneOptions(unigene);
+    replacePlaceholders(unigeneOptions, root, host, url);
 
-    // Taken out and moved back, not copied: the Options section is most of
-    // a large file, and nothing between can fail.
+    // The Options section is most of a large file.
     qx_quorixoptions options = std::move(quorixOptions);
     replacePlaceholders(options, root, host, url);
     if (flags & kSetFork) {
@@ -281,9 +280,7 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     }
     quorixOptions = std::move(options);
 
-    qx_cronoptions cron = cronOptions;
-    replacePlaceholders(cron, root, host, url);
-    setCronOptions(cron);
+    replacePlaceholders(cronOptions, root, host, url);
 
     replacePlaceholders(cluster, root, host, url);
     if (flags & kSetCluster) {

@@ -27,6 +27,8 @@ qx_parserule& qx_parserule::operator=(const qx_parserule& other)
     return *this;
 }
 
+qx_parserule::qx_parserule(qx_parserule&&) noexcept = default;
+qx_parserule& qx_parserule::operator=(qx_parserule&&) noexcept = default;
 qx_parserule::~qx_parserule() = default;
 
 void qx_parserule::setPattern(const std::string& text)

@@ -24,6 +24,9 @@ public:
     // Copies pattern and state; a compiled source is compiled anew, quietly.
     qx_parserule(const qx_parserule& other);
     qx_parserule& operator=(const qx_parserule& other);
+    // A move takes the compiled form over.
+    qx_parserule(qx_parserule&&) noexcept;
+    qx_parserule& operator=(qx_parserule&&) noexcept;
     virtual ~qx_parserule();
 
     bool isActive() const { return active; }
@@ -89,6 +92,8 @@ public:
     qx_parserule_plus() = default;
     qx_parserule_plus(const qx_parserule_plus&) = default;
     qx_parserule_plus& operator=(const qx_parserule_plus&) = default;
+    qx_parserule_plus(qx_parserule_plus&&) noexcept = default;
+    qx_parserule_plus& operator=(qx_parserule_plus&&) noexcept = default;
     virtual ~qx_parserule_plus() = default;
 
     int32_t getSource() const { return source; }

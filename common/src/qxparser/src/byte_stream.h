@@ -32,34 +32,35 @@ public:
         // Each byte of `counts` counts the feeds of its column over at most
         // 255 blocks; their sums then go into the total.
         size_t feeds = 0;
+        __m128i nuls = zero;
         while (at + 16 <= size) {
-            __m128i counts = _mm_setzero_si128();
+            __m128i counts = zero;
             for (int k = 0; k < 255 && at + 16 <= size; ++k, at += 16) {
                 const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
                 counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(block, feed));
+                nuls = _mm_or_si128(nuls, _mm_cmpeq_epi8(block, zero));
             }
             const __m128i sums = _mm_sad_epu8(counts, zero);
             feeds += static_cast<size_t>(_mm_cvtsi128_si32(sums)) + static_cast<size_t>(_mm_extract_epi16(sums, 4));
         }
-        for (; at < size; ++at) feeds += data[at] == '\n';
-        ends.reserve(feeds);
-        at = 0;
-        for (; at + 16 <= size; at += 16) {
-            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
-            unsigned feeds = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed)));
-            if (nul == size) {
-                const unsigned nuls = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, zero)));
-                if (nuls) nul = at + static_cast<size_t>(__builtin_ctz(nuls));
-            }
-            while (feeds) {
-                ends.push_back(static_cast<uint32_t>(at + static_cast<size_t>(__builtin_ctz(feeds))));
-                feeds &= feeds - 1;
-            }
-        }
+        bool anyNul = _mm_movemask_epi8(nuls) != 0;
         for (; at < size; ++at) {
-            if (data[at] == '\n') ends.push_back(static_cast<uint32_t>(at));
-            if (data[at] == '\0' && nul == size) nul = at;
+            feeds += data[at] == '\n';
+            anyNul = anyNul || data[at] == '\0';
         }
+        if (anyNul) nul = static_cast<size_t>(static_cast<const char*>(std::memchr(data, '\0', size)) - data);
+        ends.resize(feeds);
+        uint32_t* out = ends.data();
+        for (at = 0; at + 16 <= size; at += 16) {
+            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
+            unsigned found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed)));
+            while (found) {
+                *out++ = static_cast<uint32_t>(at + static_cast<size_t>(__builtin_ctz(found)));
+                found &= found - 1;
+            }
+        }
+        for (; at < size; ++at)
+            if (data[at] == '\n') *out++ = static_cast<uint32_t>(at);
 #else
         ends.reserve(size / 32 + 1);
         while (const void* nl = at < size ? std::memchr(data + at, '\n', size - at) : nullptr) {

@@ -112,6 +112,9 @@ void qx_customproperty::setName(int i, const std::string& text)
 void qx_customproperty::setValue(int i, const std::string& text)
 {
     if (i < 0 || i >= lineCount()) return;
+    // The same value changes nothing, and the line stays a place in the
+    // file's text (a WWW entry sets the value that it has just read).
+    if (valueView(i) == text && (!delimiterView(i).empty() || nameView(i).empty())) return;
     own_line& line = ownLine(i);
     line.value = text;
     // A key that stood alone needs something between it and its new value.

@@ -279,15 +279,19 @@ void qx_errorlist::clearAll()
 
 void qx_errorlist::appendFrom(const qx_errorlist& other)
 {
-    // Copies first, so that appending a list to itself is safe.
-    std::vector<int32_t> codes = other.errorNumbers;
-    std::vector<std::string> texts = other.messages;
-    std::vector<int32_t> sevs = other.severities;
-    std::vector<int32_t> reps = other.repeats;
-    errorNumbers.insert(errorNumbers.end(), codes.begin(), codes.end());
-    messages.insert(messages.end(), texts.begin(), texts.end());
-    severities.insert(severities.end(), sevs.begin(), sevs.end());
-    repeats.insert(repeats.end(), reps.begin(), reps.end());
+    // Room first: a list appended to itself then copies its own elements
+    // without their moving, and the merge's many messages are copied once.
+    const size_t n = other.errorNumbers.size();
+    errorNumbers.reserve(errorNumbers.size() + n);
+    messages.reserve(messages.size() + n);
+    severities.reserve(severities.size() + n);
+    repeats.reserve(repeats.size() + n);
+    for (size_t i = 0; i < n; ++i) {
+        errorNumbers.push_back(other.errorNumbers[i]);
+        messages.push_back(other.messages[i]);
+        severities.push_back(other.severities[i]);
+        repeats.push_back(other.repeats[i]);
+    }
 }
 
 }  // namespace orvane

@@ -14,6 +14,18 @@ namespace orvane {
 
 namespace {
 
+// An option name by its length and three of its bytes: every name of a large
+// file is looked up among the template's few, and a full hash of each was
+// the merge's largest step of its own.
+struct name_hash {
+    size_t operator()(std::string_view s) const
+    {
+        if (s.empty()) return 0;
+        const auto byte = [&s](size_t i) { return static_cast<size_t>(static_cast<unsigned char>(s[i])); };
+        return (s.size() * 0x9E3779B1u) ^ byte(0) ^ (byte(s.size() / 2) << 8) ^ (byte(s.size() - 1) << 16);
+    }
+};
+
 constexpr uint32_t kAppendTaxonomy = 1;
 constexpr uint32_t kAppendParseRules = 2;
 constexpr uint32_t kAlignSwissProt = 4;
@@ -250,9 +262,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
         const qx_quorixoptions& templateOptions = templ.getQuorixOptions();
         // One pass over the file's options tells which of the template's
         // names it has, instead of a search of all of them for each name.
-        std::unordered_set<std::string_view> present;
+        std::unordered_set<std::string_view, name_hash> present;
         for (int k = 0; k < templateOptions.lineCount(); ++k) present.insert(templateOptions.nameView(k));
-        std::unordered_set<std::string_view> has;
+        std::unordered_set<std::string_view, name_hash> has;
         for (int i = 0; i < options.lineCount(); ++i) {
             // The set keeps the template's view: the options' own may move.
             const auto found = present.find(options.nameView(i));

@@ -11,9 +11,12 @@ namespace {
 // scanned through this.
 struct delimiter_table {
     bool is[256] = {};
-    delimiter_table() { is[' '] = is['\t'] = is[':'] = true; }
+    constexpr delimiter_table()
+    {
+        for (unsigned char c : {' ', '\t', ':'}) is[c] = true;
+    }
 };
-const delimiter_table kDelimiters;
+constexpr delimiter_table kDelimiters;
 inline bool isDelimiterChar(char c)
 {
     return kDelimiters.is[static_cast<unsigned char>(c)];

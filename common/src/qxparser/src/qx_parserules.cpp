@@ -31,9 +31,9 @@ qx_parserule::qx_parserule(qx_parserule&&) noexcept = default;
 qx_parserule& qx_parserule::operator=(qx_parserule&&) noexcept = default;
 qx_parserule::~qx_parserule() = default;
 
-void qx_parserule::setPattern(const std::string& text)
+void qx_parserule::setPattern(std::string text)
 {
-    pattern = text;
+    pattern = std::move(text);
     compiled.reset();
 }
 
@@ -130,39 +130,40 @@ int qx_parseoptions::findOrAddRule(const std::string& text, bool& added)
     return firstFree;
 }
 
-void qx_parseoptions::readValue(std::string_view view, section_input& in)
+void qx_parseoptions::readValue(std::string_view line, section_input& in)
 {
-    const std::string line(view);
+    // The line is copied only into a message.
+    const auto text_of = [line]() { return std::string(line); };
     const char* file = in.fileName.c_str();
     if (!startsWithNoCase(line, "RULE_")) {
-        in.errors.addError(qxerr::ruleSyntax, file, line.c_str());
+        in.errors.addError(qxerr::ruleSyntax, file, text_of().c_str());
         return;
     }
     // No number behind RULE_ is as bad as one out of range: it names no rule.
     size_t pos = 5;
     int32_t n = -1;
     if (!scanInt(line, pos, n) || n < 0 || n >= kRuleCount) {
-        in.errors.addError(qxerr::ruleNumber, file, kRuleCount, line.c_str());
+        in.errors.addError(qxerr::ruleNumber, file, kRuleCount, text_of().c_str());
         return;
     }
     qx_parserule& rule = rules[static_cast<size_t>(n)];
     if (rule.isActive()) {
-        in.errors.addError(qxerr::ruleTwice, file, static_cast<int>(n), line.c_str());
+        in.errors.addError(qxerr::ruleTwice, file, static_cast<int>(n), text_of().c_str());
         return;
     }
     std::string text;
     if (!quotedText(line, text)) {
-        in.errors.addError(qxerr::ruleQuote, file, line.c_str());
+        in.errors.addError(qxerr::ruleQuote, file, text_of().c_str());
         return;
     }
     if (text.size() > qx_parserule::kMaxPatternLength) {
         in.errors.addError(qxerr::ruleLength, file, static_cast<int>(qx_parserule::kMaxPatternLength + 2),
-                           line.c_str());
+                           text_of().c_str());
         return;
     }
     rule.setActive(true);
-    rule.setPattern(text);
     patternWithinLimits(text, in);
+    rule.setPattern(std::move(text));
 }
 
 // ------------------------------------------------------------ qx_taxonomyrules

@@ -36,7 +36,7 @@ public:
 
     void setActive(bool flag) { active = flag; }
     // A new pattern drops the compiled form of the old one.
-    void setPattern(const std::string& text);
+    void setPattern(std::string text);
     // Compiles the pattern; faults go to `errors` if it isn't null. True if
     // the rule is now compiled.
     bool compile(qx_errorlist* errors);

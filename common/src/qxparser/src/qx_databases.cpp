@@ -71,11 +71,20 @@ int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::stri
 
 const std::string& qx_databaseoptions::getLineText() const
 {
-    if (lineSource) {
+    if (lineInSource) {
         lineText.assign(lineView());
-        lineSource.reset();
+        lineInSource = false;
     }
     return lineText;
+}
+
+const std::string& qx_databaseoptions::getPath() const
+{
+    if (pathInSource) {
+        path.assign(pathView());
+        pathInSource = false;
+    }
+    return path;
 }
 
 int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::string* nameRead,
@@ -104,7 +113,6 @@ int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::stri
 
     active = isActive;
     name.assign(fieldName);
-    path.assign(fieldPath);
     nucleic = kind[0] != 'A' && kind[0] != 'a';
     column4 = numbers[0];
     column5 = numbers[1];
@@ -121,22 +129,30 @@ int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::stri
         hasAccessionRefRule = false;
         taxonomyRule = -1;
     }
-    if (source && std::less_equal<const char*>()(source->data(), text.data()) &&
-        std::less_equal<const char*>()(text.data() + text.size(), source->data() + source->size())) {
+    // The path lies in the line, so both are places in the same text.
+    lineInSource = pathInSource = source && std::less_equal<const char*>()(source->data(), text.data()) &&
+                                  std::less_equal<const char*>()(text.data() + text.size(),
+                                                                 source->data() + source->size());
+    if (lineInSource) {
         lineSource = source;
         lineAt = static_cast<uint32_t>(text.data() - source->data());
         lineSize = static_cast<uint32_t>(text.size());
+        pathAt = static_cast<uint32_t>(fieldPath.data() - source->data());
+        pathSize = static_cast<uint32_t>(fieldPath.size());
         lineText.clear();
+        path.clear();
     } else {
         lineSource.reset();
         lineText = text;
+        path.assign(fieldPath);
     }
     return count;
 }
 
 void qx_databaseoptions::rebuildLineText()
 {
-    lineSource.reset();
+    // The path may still be a place in the text; the source stays for it.
+    lineInSource = false;
     if (name.empty()) {
         lineText.clear();
         return;
@@ -152,10 +168,11 @@ void qx_databaseoptions::rebuildLineText()
         at = std::to_chars(at, digits + sizeof digits, n).ptr;
     }
     std::string text;
-    text.reserve(name.size() + path.size() + 3 + static_cast<size_t>(at - digits));
+    const std::string_view pathText = pathView();
+    text.reserve(name.size() + pathText.size() + 3 + static_cast<size_t>(at - digits));
     text += name;
     text += '\t';
-    text += path;
+    text += pathText;
     text += nucleic ? "\tNA" : "\tAA";
     text.append(digits, at);
     lineText = std::move(text);
@@ -164,6 +181,7 @@ void qx_databaseoptions::rebuildLineText()
 void qx_databaseoptions::setPath(const std::string& text)
 {
     path = text;
+    pathInSource = false;
     rebuildLineText();
 }
 

@@ -201,9 +201,9 @@ bool qx_datfile::mergeInstalledDefaults(qx_errorlist& errors, const std::string&
     for (int i = 0; i < databaseCopy.getNumberOfDatabases(); ++i) {
         qx_databaseoptions& entry = *databaseCopy.getDatabase(i);
         const std::string_view placeholder = "###ROOT###/sequence";
-        const size_t at = entry.getPath().find(placeholder);
+        const size_t at = entry.pathView().find(placeholder);
         if (at != std::string::npos) {
-            std::string path = entry.getPath();
+            std::string path(entry.pathView());
             path.replace(at, placeholder.size(), sequence);
             entry.setPath(path);
         }

@@ -32,7 +32,7 @@ public:
 
     bool isActive() const { return active; }
     const std::string& getName() const { return name; }
-    const std::string& getPath() const { return path; }
+    const std::string& getPath() const;
     bool isNucleic() const { return nucleic; }
     int32_t getColumn4() const { return column4; }
     int32_t getColumn5() const { return column5; }
@@ -46,10 +46,14 @@ public:
     int32_t getAccessionRefRule() const { return accessionRefRule; }
     int32_t getTaxonomyRule() const { return taxonomyRule; }
     const std::string& getLineText() const;
-    // The same text without a copy; valid until the entry changes.
+    // The same texts without a copy; valid until the entry changes.
+    std::string_view pathView() const
+    {
+        return pathInSource ? std::string_view(lineSource->data() + pathAt, pathSize) : std::string_view(path);
+    }
     std::string_view lineView() const
     {
-        return lineSource ? std::string_view(lineSource->data() + lineAt, lineSize) : std::string_view(lineText);
+        return lineInSource ? std::string_view(lineSource->data() + lineAt, lineSize) : std::string_view(lineText);
     }
 
     // The '#' of an inactive line isn't part of lineText, so this leaves it alone.
@@ -71,7 +75,7 @@ private:
 
     bool active = false;
     std::string name;
-    std::string path;
+    mutable std::string path;
     bool nucleic = false;
     int32_t column4 = 1234;
     int32_t column5 = 1;
@@ -84,12 +88,14 @@ private:
     int32_t descriptionRule = 0;
     int32_t accessionRefRule = 0;
     int32_t taxonomyRule = 0;
-    // The line as it was read is lineSize bytes at lineAt of lineSource;
-    // without a source (a line made or changed since), it is lineText,
-    // which getLineText() also fills from the source when asked.
+    // The line and the path as they were read are places in lineSource,
+    // the file's text, as long as lineInSource and pathInSource say so;
+    // otherwise (made or changed since, or asked for as a string) they are
+    // lineText and path.
     mutable std::string lineText;
-    mutable std::shared_ptr<const std::string> lineSource;
-    uint32_t lineAt = 0, lineSize = 0;
+    std::shared_ptr<const std::string> lineSource;
+    uint32_t lineAt = 0, lineSize = 0, pathAt = 0, pathSize = 0;
+    mutable bool lineInSource = false, pathInSource = false;
 };
 
 class qx_databases {

@@ -288,7 +288,7 @@ void qx_databases::reset()
 void qx_databases::readSection(section_input& in)
 {
     sectionAvailable = true;
-    const size_t expected = in.linesToEnd();
+    const size_t expected = in.source.linesToEndLine();
     entries.reserve(entries.size() + expected);
     comments.reserve(comments.size() + expected);
     std::string buffer;

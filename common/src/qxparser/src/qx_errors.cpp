@@ -156,9 +156,8 @@ void qx_errorlist::addError(int32_t code, ...)
     // A repeat that folds into the message before it and goes to no log is
     // only counted: a file with thousands of the same fault mustn't format
     // each of them.
-    const size_t n = errorNumbers.size();
-    if (foldRepeats && logFileName.empty() && n >= 2 && errorNumbers[n - 1] == code && errorNumbers[n - 2] == code) {
-        ++repeats[n - 1];
+    if (logFileName.empty() && foldsInto(code)) {
+        ++repeats.back();
         return;
     }
     va_list args;
@@ -184,12 +183,17 @@ void qx_errorlist::addOsError(int32_t code, ...)
     addMessage(code, buffer, row->severity, std::string(), -1);
 }
 
+bool qx_errorlist::foldsInto(int32_t code) const
+{
+    const size_t n = errorNumbers.size();
+    return foldRepeats && n >= 2 && errorNumbers[n - 1] == code && errorNumbers[n - 2] == code;
+}
+
 void qx_errorlist::addMessage(int32_t code, const std::string& text, int32_t severity,
                               const std::string& sessionName, int32_t userId)
 {
-    size_t n = errorNumbers.size();
-    if (foldRepeats && n >= 2 && errorNumbers[n - 1] == code && errorNumbers[n - 2] == code) {
-        ++repeats[n - 1];
+    if (foldsInto(code)) {
+        ++repeats.back();
     } else {
         errorNumbers.push_back(code);
         messages.push_back(text);

@@ -10,11 +10,6 @@ bool section_input::next()
     return source.getLine(line);
 }
 
-size_t section_input::linesToEnd() const
-{
-    return source.linesToEndLine();
-}
-
 }  // namespace qxparser_internal
 
 namespace orvane {
@@ -31,7 +26,7 @@ void qx_section::resetLines(const char* delimiter)
 void qx_section::readSection(section_input& in)
 {
     sectionAvailable = true;
-    reserveLines(in.linesToEnd());
+    reserveLines(in.source.linesToEndLine());
     const qx_linestorage storage = lineStorage();
     std::string_view text;
     bool plain = false;

@@ -144,9 +144,6 @@ struct section_input {
     std::vector<std::pair<int, int>>* cutRuns = nullptr;
 
     bool next();
-    // About how many lines the section read now has before its end line:
-    // what its line list reserves, so that it doesn't grow by doubling.
-    size_t linesToEnd() const;
     void drop(int from, int to, const std::string& reason)
     {
         if (dropped)

@@ -136,6 +136,9 @@ public:
 
 private:
     int indexOf(int n) const;
+    // Whether a message of `code` now only adds to the count of the one
+    // before: the third of a run and every one after it.
+    bool foldsInto(int32_t code) const;
     void writeLogLine(int32_t code, const std::string& text, int32_t severity,
                       const std::string& sessionName, int32_t userId) const;
 

@@ -152,7 +152,8 @@ public:
     // keeps alive for as long as a reader holds on to it.
     bool getLine(std::string_view& line);
     const std::shared_ptr<const std::string>& sharedText() const { return text; }
-    // How many lines stand ahead before an end line of a section.
+    // How many lines stand ahead before an end line of a section: what a
+    // section's line list reserves, so that it doesn't grow by doubling.
     size_t linesToEndLine() const;
 
 private:

@@ -158,25 +158,65 @@ qx_regex::~qx_regex() = default;
 
 qx_regex::qx_regex(std::unique_ptr<engine> compiled) : impl(std::move(compiled)) {}
 
-// Walks the basic syntax as the engines do and weighs it: an atom is 1, a
-// group the sum of its parts, and an interval multiplies what it repeats by
-// its larger bound, as the engines' expansion does.
+// Walks the basic syntax as the engines do and weighs it twice. The expansion:
+// an atom is 1, a group the sum of its parts, and a repetition multiplies what
+// it repeats by the copies the engines build of it. The empty weight: what of
+// that can match nothing (a starred or optional copy, an anchor, a
+// back-reference). regcomp's closures over such parts grow with the square of
+// their number and with the cube where anchors are among them, so an anchor
+// weighs kAnchorWeight; under a star or an endless interval they grow faster
+// still, so what a loop repeats may hold only a few.
 bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
 {
     if (pattern.size() > kMaxLength) {
         reason = "longer than " + std::to_string(kMaxLength) + " characters";
         return false;
     }
+    struct item {
+        long weight = 0, empty = 0;
+        bool nullable = false;
+    };
     struct frame {
-        long total = 0, last = 0;
+        long total = 0, empty = 0;
+        item last;
+        bool nullable = true, alternation = false;
     };
+    const auto cap = [](long value) { return std::min(value, kMaxExpansion + 1); };
     std::vector<frame> frames(1);
-    auto atom = [&](long weight) {
-        frames.back().total = std::min(frames.back().total + weight, kMaxExpansion + 1);
-        frames.back().last = weight;
+    const auto add = [&](item it) {
+        frame& f = frames.back();
+        f.total = cap(f.total + it.weight);
+        f.empty = cap(f.empty + it.empty);
+        f.nullable = f.nullable && it.nullable;
+        f.last = it;
     };
+    // The last item becomes `required` copies of itself and `optional` ones
+    // that may be left out, the last of which loops if `endless`. With
+    // nothing in front the engines refuse it.
+    const auto repeat = [&](long required, long optional, bool endless) {
+        frame& f = frames.back();
+        const item last = f.last;
+        if (last.weight == 0) return true;
+        if (endless && last.empty > kMaxLoopedEmpty) {
+            reason = "a star or endless interval over parts that can match nothing weighing more than " +
+                     std::to_string(kMaxLoopedEmpty);
+            return false;
+        }
+        const item now{cap(last.weight * (required + optional)), cap(last.empty * required + (last.empty + 1) * optional),
+                       last.nullable || required == 0};
+        f.total = cap(f.total - last.weight + now.weight);
+        f.empty = cap(f.empty - last.empty + now.empty);
+        f.nullable = f.nullable && now.nullable;
+        f.last = now;
+        return true;
+    };
+    // A star at the start, behind a leading '^' or behind "\\(" is a plain star.
+    bool plainStar = true;
     for (size_t i = 0; i < pattern.size(); ++i) {
         const char c = pattern[i];
+        const bool starIsPlain = plainStar;
+        plainStar = c == '^' && i == 0;
+        bool fine = true;
         if (c == '[') {
             size_t j = i + 1;
             if (j < pattern.size() && pattern[j] == '^') ++j;
@@ -187,55 +227,72 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
                 j = !cls ? j + 1 : close == std::string::npos ? pattern.size() : close + 2;
             }
             i = j;
-            atom(1);
-            continue;
-        }
-        if (c != '\\' || i + 1 == pattern.size()) {
-            if (c != '*' && c != '^' && c != '$') atom(1);
-            continue;
-        }
-        const char next = pattern[++i];
-        if (next == '(') {
-            if (static_cast<int>(frames.size()) > kMaxNesting) {
-                reason = "groups nested deeper than " + std::to_string(kMaxNesting);
-                return false;
-            }
-            frames.emplace_back();
-        } else if (next == ')' && frames.size() > 1) {
-            const long inner = std::max(frames.back().total, 1L);
-            frames.pop_back();
-            atom(inner);
-        } else if (next == '{') {
-            long bound = 0;
-            for (++i; i < pattern.size() && pattern[i] != '\\'; ++i) {
-                if (pattern[i] == ',') continue;
-                if (pattern[i] < '0' || pattern[i] > '9') break;
-                long number = 0;
-                while (i < pattern.size() && pattern[i] >= '0' && pattern[i] <= '9' && number <= kMaxBound)
-                    number = number * 10 + (pattern[i++] - '0');
-                --i;
-                if (number > kMaxBound) {
+            add({1, 0, false});
+        } else if (c == '*') {
+            if (starIsPlain) add({1, 0, false});
+            else fine = repeat(0, 1, true);
+        } else if (c == '^' || c == '$') {
+            // Plain characters away from the ends; taken as anchors everywhere.
+            add({1, kAnchorWeight, true});
+        } else if (c != '\\' || i + 1 == pattern.size()) {
+            add({1, 0, false});
+        } else {
+            const char next = pattern[++i];
+            if (next == '(') {
+                if (static_cast<int>(frames.size()) > kMaxNesting) {
+                    reason = "groups nested deeper than " + std::to_string(kMaxNesting);
+                    return false;
+                }
+                frames.emplace_back();
+                plainStar = true;
+            } else if (next == ')' && frames.size() > 1) {
+                const frame inner = frames.back();
+                frames.pop_back();
+                const bool nullable = inner.nullable || inner.alternation;
+                add({std::max(inner.total, 1L), nullable ? std::max(inner.empty, 1L) : inner.empty, nullable});
+            } else if (next == '{') {
+                // Both engines read an escaped character in an interval as that
+                // character ("\,", "\0"); any but digits and one comma they refuse.
+                long least = -1, most = -1;
+                bool comma = false;
+                for (++i; i < pattern.size(); ++i) {
+                    if (pattern[i] == '\\' && i + 1 < pattern.size() && pattern[++i] == '}') break;
+                    if (pattern[i] == ',') {
+                        comma = true;
+                    } else if (pattern[i] >= '0' && pattern[i] <= '9') {
+                        long& field = comma ? most : least;
+                        field = std::min(std::max(field, 0L) * 10 + (pattern[i] - '0'), kMaxBound + 1);
+                    }
+                }
+                if (least > kMaxBound || most > kMaxBound) {
                     reason = "an interval bound above " + std::to_string(kMaxBound);
                     return false;
                 }
-                bound = std::max(bound, number);
+                if (!comma) most = least;
+                least = std::max(least, 0L);
+                const bool endless = most < 0;
+                const long copies = endless ? least + 1 : std::max({most, least, 1L});
+                fine = repeat(std::min(least, copies), copies - std::min(least, copies), endless);
+            } else if (next == '+') {
+                fine = repeat(1, 1, true);
+            } else if (next == '?') {
+                fine = repeat(0, 1, false);
+            } else if (next == '|') {
+                frames.back().alternation = true;
+            } else if (next >= '1' && next <= '9') {
+                add({1, 1, true});
+            } else {
+                add({1, 0, false});
             }
-            ++i;  // the '}' of "\\}"
-            frame& f = frames.back();
-            const long repeated = f.last * std::max(bound, 1L);
-            f.total = std::min(f.total - f.last + repeated, kMaxExpansion + 1);
-            f.last = repeated;
-        } else {
-            atom(1);
         }
-        if (frames.back().total > kMaxExpansion) {
+        if (!fine) return false;
+        const frame& f = frames.back();
+        if (f.total > kMaxExpansion) {
             reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
             return false;
         }
-    }
-    for (const frame& f : frames) {
-        if (f.total > kMaxExpansion) {
-            reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
+        if (f.empty > kMaxEmptyWeight) {
+            reason = "parts that can match nothing weighing more than " + std::to_string(kMaxEmptyWeight);
             return false;
         }
     }

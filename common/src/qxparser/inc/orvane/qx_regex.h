@@ -22,6 +22,12 @@ public:
     static constexpr int kMaxNesting = 16;
     static constexpr long kMaxBound = 255;
     static constexpr long kMaxExpansion = 10000;
+    // What can match nothing, an anchor counting kAnchorWeight, in the whole
+    // pattern and under one star or endless interval: regcomp's closures over
+    // such parts grow far faster than their number.
+    static constexpr long kMaxEmptyWeight = 256;
+    static constexpr long kMaxLoopedEmpty = 8;
+    static constexpr long kAnchorWeight = 16;
     // False, with the reason, if `pattern` goes beyond a limit.
     static bool withinLimits(const std::string& pattern, std::string& reason);
 

@@ -116,10 +116,10 @@ qx_includereader includeReader = nullptr;
 
 enum class local_open { ok, failed, notRegular, tooLarge, link };
 
-// A stdio file over a regular file of at most maxBytes. A FIFO or a device
-// is refused before a single byte is read from it: opening one must not
-// block, and reading one may never end.
-local_open openLocal(const std::string& path, long long maxBytes, bool noLinks, FILE*& file)
+// A stdio file over a regular file of at most maxBytes, and its size then.
+// A FIFO or a device is refused before a single byte is read from it:
+// opening one must not block, and reading one may never end.
+local_open openLocal(const std::string& path, long long maxBytes, bool noLinks, FILE*& file, long long& size)
 {
     file = nullptr;
 #ifdef _WIN32
@@ -155,31 +155,42 @@ local_open openLocal(const std::string& path, long long maxBytes, bool noLinks, 
         return local_open::tooLarge;
     }
     file = f;
+    size = static_cast<long long>(info.st_size);
     return local_open::ok;
 }
 
 // The rest of an opened file, at most maxBytes of it (a file that grows
-// while it is read stops there), into one buffer; closes the file.
-std::string readWhole(FILE* file, long long maxBytes)
+// while it is read stops there), into one buffer; closes the file. `known`
+// is its size when it was opened.
+std::string readWhole(FILE* file, long long known, long long maxBytes)
 {
     qxparser_internal::file_ptr guard(file);
     std::string body;
-#ifdef _WIN32
-    struct _stat64 info;
-    const long long known = _fstat64(_fileno(file), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-#else
-    struct stat info;
-    const long long known = ::fstat(fileno(file), &info) == 0 ? static_cast<long long>(info.st_size) : 0;
-#endif
     body.resize(static_cast<size_t>(known < maxBytes ? known : maxBytes));
-    const size_t have = std::fread(&body[0], 1, body.size(), file);
-    body.resize(have);
-    // st_size may be behind what a writer has added meanwhile; a probe on
+#ifdef _WIN32
+    const auto take = [file](char* into, size_t count) { return std::fread(into, 1, count, file); };
+#else
+    // Straight from the descriptor: stdio would ask for the size again and
+    // read through a buffer of its own, nothing has been read through it yet.
+    const int fd = fileno(file);
+    const auto take = [fd](char* into, size_t count) {
+        size_t got = 0;
+        while (got < count) {
+            const ssize_t n = ::read(fd, into + got, count - got);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) break;
+            got += static_cast<size_t>(n);
+        }
+        return got;
+    };
+#endif
+    body.resize(take(&body[0], body.size()));
+    // The size may be behind what a writer has added meanwhile; a probe on
     // the stack keeps the buffer at its size when it isn't, which is nearly
     // always.
     char more[4096];
     size_t n = 0;
-    while (static_cast<long long>(body.size()) < maxBytes && (n = std::fread(more, 1, sizeof more, file)) > 0) {
+    while (static_cast<long long>(body.size()) < maxBytes && (n = take(more, sizeof more)) > 0) {
         const size_t room = static_cast<size_t>(maxBytes - static_cast<long long>(body.size()));
         body.append(more, n < room ? n : room);
     }
@@ -218,7 +229,8 @@ bool qx_filesource::open(const char* name, int mode, int parameter)
     int kind = sourceKind(name);
     if (kind == QX_SOURCE_URL || kind == QX_SOURCE_XML_URL) return openUrl(name, mode, parameter);
     FILE* file = nullptr;
-    const local_open result = openLocal(this->name, kMaxFileBytes, false, file);
+    long long size = 0;
+    const local_open result = openLocal(this->name, kMaxFileBytes, false, file, size);
     if (result != local_open::ok) {
         if (!errors) return false;
         qx_errorlist& list = errors->getErrorRepository();
@@ -231,7 +243,7 @@ bool qx_filesource::open(const char* name, int mode, int parameter)
         }
         return false;
     }
-    openText(readWhole(file, kMaxFileBytes));
+    openText(readWhole(file, size, kMaxFileBytes));
     return checkEncoding();
 }
 
@@ -259,7 +271,8 @@ bool qx_filesource::openInclude(const std::string& path, const std::string& from
         return false;
     }
     FILE* file = nullptr;
-    const local_open result = openLocal(path, kMaxIncludeBytes, true, file);
+    long long size = 0;
+    const local_open result = openLocal(path, kMaxIncludeBytes, true, file, size);
     if (result != local_open::ok) {
         if (!list) return false;
         if (result == local_open::failed) {
@@ -272,7 +285,7 @@ bool qx_filesource::openInclude(const std::string& path, const std::string& from
         }
         return false;
     }
-    openText(readWhole(file, kMaxIncludeBytes));
+    openText(readWhole(file, size, kMaxIncludeBytes));
     name = path;
     return checkEncoding();
 }

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <new>
 #include <regex>
-#include <vector>
 
 #ifndef _WIN32
 #include <regex.h>
@@ -173,18 +172,25 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
         return false;
     }
     struct item {
-        long weight = 0, empty = 0;
-        bool nullable = false;
+        long weight, empty;
+        bool nullable;
     };
     struct frame {
-        long total = 0, empty = 0;
+        long total, empty;
         item last;
-        bool nullable = true, alternation = false;
+        bool nullable, alternation;
     };
+    const frame fresh{0, 0, {0, 0, false}, true, false};
     const auto cap = [](long value) { return std::min(value, kMaxExpansion + 1); };
-    std::vector<frame> frames(1);
-    const auto add = [&](item it) {
-        frame& f = frames.back();
+    // The whole pattern and the groups open in it, on the stack: this runs for
+    // every rule a file holds.
+    frame frames[kMaxNesting + 1];
+    frames[0] = fresh;
+    size_t depth = 1;
+    const auto top = [&]() -> frame& { return frames[depth - 1]; };
+    const auto add = [&](long weight, long empty, bool nullable) {
+        const item it{weight, empty, nullable};
+        frame& f = top();
         f.total = cap(f.total + it.weight);
         f.empty = cap(f.empty + it.empty);
         f.nullable = f.nullable && it.nullable;
@@ -194,7 +200,7 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
     // that may be left out, the last of which loops if `endless`. With
     // nothing in front the engines refuse it.
     const auto repeat = [&](long required, long optional, bool endless) {
-        frame& f = frames.back();
+        frame& f = top();
         const item last = f.last;
         if (last.weight == 0) return true;
         if (endless && last.empty > kMaxLoopedEmpty) {
@@ -227,29 +233,28 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
                 j = !cls ? j + 1 : close == std::string::npos ? pattern.size() : close + 2;
             }
             i = j;
-            add({1, 0, false});
+            add(1, 0, false);
         } else if (c == '*') {
-            if (starIsPlain) add({1, 0, false});
+            if (starIsPlain) add(1, 0, false);
             else fine = repeat(0, 1, true);
         } else if (c == '^' || c == '$') {
             // Plain characters away from the ends; taken as anchors everywhere.
-            add({1, kAnchorWeight, true});
+            add(1, kAnchorWeight, true);
         } else if (c != '\\' || i + 1 == pattern.size()) {
-            add({1, 0, false});
+            add(1, 0, false);
         } else {
             const char next = pattern[++i];
             if (next == '(') {
-                if (static_cast<int>(frames.size()) > kMaxNesting) {
+                if (depth > static_cast<size_t>(kMaxNesting)) {
                     reason = "groups nested deeper than " + std::to_string(kMaxNesting);
                     return false;
                 }
-                frames.emplace_back();
+                frames[depth++] = fresh;
                 plainStar = true;
-            } else if (next == ')' && frames.size() > 1) {
-                const frame inner = frames.back();
-                frames.pop_back();
+            } else if (next == ')' && depth > 1) {
+                const frame inner = frames[--depth];
                 const bool nullable = inner.nullable || inner.alternation;
-                add({std::max(inner.total, 1L), nullable ? std::max(inner.empty, 1L) : inner.empty, nullable});
+                add(std::max(inner.total, 1L), nullable ? std::max(inner.empty, 1L) : inner.empty, nullable);
             } else if (next == '{') {
                 // Both engines read an escaped character in an interval as that
                 // character ("\,", "\0"); any but digits and one comma they refuse.
@@ -278,15 +283,15 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
             } else if (next == '?') {
                 fine = repeat(0, 1, false);
             } else if (next == '|') {
-                frames.back().alternation = true;
+                top().alternation = true;
             } else if (next >= '1' && next <= '9') {
-                add({1, 1, true});
+                add(1, 1, true);
             } else {
-                add({1, 0, false});
+                add(1, 0, false);
             }
         }
         if (!fine) return false;
-        const frame& f = frames.back();
+        const frame& f = top();
         if (f.total > kMaxExpansion) {
             reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
             return false;

@@ -17,9 +17,9 @@
 namespace qxparser_internal {
 
 // Rewrites a POSIX basic expression so that the standard library's grammar
-// takes what regcomp takes. A '*' at the start, behind a leading '^' or behind
-// "\(" is a plain character there; the standard grammar refuses it, so such a
-// star is escaped.
+// takes what regcomp takes. A '*' at the start or behind "\(", or behind a '^'
+// there, is a plain character there; the standard grammar refuses it, so such
+// a star is escaped.
 std::string forStandardGrammar(const std::string& pattern)
 {
     std::string out;
@@ -33,7 +33,7 @@ std::string forStandardGrammar(const std::string& pattern)
             atStart = false;
             continue;
         }
-        if (c == '^' && i == 0) {
+        if (c == '^' && atStart && (i == 0 || pattern[i - 1] == '(')) {
             out += c;
             continue;
         }
@@ -216,12 +216,12 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
         f.last = now;
         return true;
     };
-    // A star at the start, behind a leading '^' or behind "\\(" is a plain star.
+    // A star at the start or behind "\\(", or behind a '^' there, is a plain star.
     bool plainStar = true;
     for (size_t i = 0; i < pattern.size(); ++i) {
         const char c = pattern[i];
         const bool starIsPlain = plainStar;
-        plainStar = c == '^' && i == 0;
+        plainStar = c == '^' && starIsPlain;
         bool fine = true;
         if (c == '[') {
             size_t j = i + 1;

@@ -182,26 +182,24 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
     };
     const frame fresh{0, 0, {0, 0, false}, true, false};
     const auto cap = [](long value) { return std::min(value, kMaxExpansion + 1); };
-    // The whole pattern and the groups open in it, on the stack: this runs for
-    // every rule a file holds.
-    frame frames[kMaxNesting + 1];
-    frames[0] = fresh;
-    size_t depth = 1;
-    const auto top = [&]() -> frame& { return frames[depth - 1]; };
+    // The innermost open group (or the whole pattern) and, on the stack, the
+    // ones around it: this runs for every rule a file holds.
+    frame cur = fresh;
+    frame outer[kMaxNesting];
+    size_t depth = 0;
+    // Every sum stays far below overflow: each token adds at most a capped
+    // weight and is checked against the limits before the next.
     const auto add = [&](long weight, long empty, bool nullable) {
-        const item it{weight, empty, nullable};
-        frame& f = top();
-        f.total = cap(f.total + it.weight);
-        f.empty = cap(f.empty + it.empty);
-        f.nullable = f.nullable && it.nullable;
-        f.last = it;
+        cur.total += weight;
+        cur.empty += empty;
+        cur.nullable = cur.nullable && nullable;
+        cur.last = item{weight, empty, nullable};
     };
     // The last item becomes `required` copies of itself and `optional` ones
     // that may be left out, the last of which loops if `endless`. With
     // nothing in front the engines refuse it.
     const auto repeat = [&](long required, long optional, bool endless) {
-        frame& f = top();
-        const item last = f.last;
+        const item last = cur.last;
         if (last.weight == 0) return true;
         if (endless && last.empty > kMaxLoopedEmpty) {
             reason = "a star or endless interval over parts that can match nothing weighing more than " +
@@ -210,16 +208,31 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
         }
         const item now{cap(last.weight * (required + optional)), cap(last.empty * required + (last.empty + 1) * optional),
                        last.nullable || required == 0};
-        f.total = cap(f.total - last.weight + now.weight);
-        f.empty = cap(f.empty - last.empty + now.empty);
-        f.nullable = f.nullable && now.nullable;
-        f.last = now;
+        cur.total += now.weight - last.weight;
+        cur.empty += now.empty - last.empty;
+        cur.nullable = cur.nullable && now.nullable;
+        cur.last = now;
         return true;
     };
     // A star at the start or behind "\\(", or behind a '^' there, is a plain star.
     bool plainStar = true;
     for (size_t i = 0; i < pattern.size(); ++i) {
         const char c = pattern[i];
+        if (c != '[' && c != '*' && c != '^' && c != '$' && c != '\\') {
+            // A run of ordinary characters, the bulk of any rule, in one step;
+            // a repetition behind it takes its last character.
+            size_t j = i + 1;
+            while (j < pattern.size() && std::strchr("[*^$\\", pattern[j]) == nullptr) ++j;
+            cur.total += static_cast<long>(j - 1 - i);
+            add(1, 0, false);
+            i = j - 1;
+            plainStar = false;
+            if (cur.total > kMaxExpansion) {
+                reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
+                return false;
+            }
+            continue;
+        }
         const bool starIsPlain = plainStar;
         plainStar = c == '^' && starIsPlain;
         bool fine = true;
@@ -245,14 +258,16 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
         } else {
             const char next = pattern[++i];
             if (next == '(') {
-                if (depth > static_cast<size_t>(kMaxNesting)) {
+                if (depth >= static_cast<size_t>(kMaxNesting)) {
                     reason = "groups nested deeper than " + std::to_string(kMaxNesting);
                     return false;
                 }
-                frames[depth++] = fresh;
+                outer[depth++] = cur;
+                cur = fresh;
                 plainStar = true;
-            } else if (next == ')' && depth > 1) {
-                const frame inner = frames[--depth];
+            } else if (next == ')' && depth > 0) {
+                const frame inner = cur;
+                cur = outer[--depth];
                 const bool nullable = inner.nullable || inner.alternation;
                 add(std::max(inner.total, 1L), nullable ? std::max(inner.empty, 1L) : inner.empty, nullable);
             } else if (next == '{') {
@@ -283,7 +298,7 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
             } else if (next == '?') {
                 fine = repeat(0, 1, false);
             } else if (next == '|') {
-                top().alternation = true;
+                cur.alternation = true;
             } else if (next >= '1' && next <= '9') {
                 add(1, 1, true);
             } else {
@@ -291,7 +306,7 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
             }
         }
         if (!fine) return false;
-        const frame& f = top();
+        const frame& f = cur;
         if (f.total > kMaxExpansion) {
             reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
             return false;

@@ -170,8 +170,8 @@ std::string readWhole(FILE* file, long long known, long long maxBytes)
 #ifdef _WIN32
     const auto take = [file](char* into, size_t count) { return std::fread(into, 1, count, file); };
 #else
-    // Straight from the descriptor: stdio would ask for the size again and
-    // read through a buffer of its own, nothing has been read through it yet.
+    // Straight from the descriptor, as nothing has gone through stdio yet:
+    // stdio would ask for the size again and read through a buffer of its own.
     const int fd = fileno(file);
     const auto take = [fd](char* into, size_t count) {
         size_t got = 0;

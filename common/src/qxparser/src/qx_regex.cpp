@@ -107,8 +107,7 @@ struct qx_regex::engine {
 
 std::unique_ptr<qx_regex> qx_regex::compile(const std::string& pattern, std::string& error)
 {
-    error.clear();
-    if (!withinLimits(pattern, error)) return nullptr;
+    // compileStandard checks the limits itself.
     auto compiled = std::make_unique<engine>();
     if (!qxparser_internal::compileStandard(pattern, compiled->expression, error)) return nullptr;
     return std::unique_ptr<qx_regex>(new qx_regex(std::move(compiled)));
@@ -216,27 +215,21 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
     };
     // A star at the start or behind "\\(", or behind a '^' there, is a plain star.
     bool plainStar = true;
+    const auto ordinary = [](char ch) { return ch != '[' && ch != '*' && ch != '^' && ch != '$' && ch != '\\'; };
     for (size_t i = 0; i < pattern.size(); ++i) {
         const char c = pattern[i];
-        if (c != '[' && c != '*' && c != '^' && c != '$' && c != '\\') {
-            // A run of ordinary characters, the bulk of any rule, in one step;
-            // a repetition behind it takes its last character.
-            size_t j = i + 1;
-            while (j < pattern.size() && std::strchr("[*^$\\", pattern[j]) == nullptr) ++j;
-            cur.total += static_cast<long>(j - 1 - i);
-            add(1, 0, false);
-            i = j - 1;
-            plainStar = false;
-            if (cur.total > kMaxExpansion) {
-                reason = "repetitions that multiply beyond " + std::to_string(kMaxExpansion);
-                return false;
-            }
-            continue;
-        }
         const bool starIsPlain = plainStar;
         plainStar = c == '^' && starIsPlain;
         bool fine = true;
-        if (c == '[') {
+        if (ordinary(c)) {
+            // A run of ordinary characters, the bulk of any rule, in one step;
+            // a repetition behind it takes its last character.
+            size_t j = i + 1;
+            while (j < pattern.size() && ordinary(pattern[j])) ++j;
+            cur.total += static_cast<long>(j - 1 - i);
+            add(1, 0, false);
+            i = j - 1;
+        } else if (c == '[') {
             size_t j = i + 1;
             if (j < pattern.size() && pattern[j] == '^') ++j;
             if (j < pattern.size() && pattern[j] == ']') ++j;
@@ -253,8 +246,8 @@ bool qx_regex::withinLimits(const std::string& pattern, std::string& reason)
         } else if (c == '^' || c == '$') {
             // Plain characters away from the ends; taken as anchors everywhere.
             add(1, kAnchorWeight, true);
-        } else if (c != '\\' || i + 1 == pattern.size()) {
-            add(1, 0, false);
+        } else if (i + 1 == pattern.size()) {
+            add(1, 0, false);  // a backslash at the end
         } else {
             const char next = pattern[++i];
             if (next == '(') {

@@ -12,63 +12,29 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+// 64-bit x86 only: a 32-bit build may run where SSE2 isn't there either.
+#if defined(__x86_64__) && defined(__GNUC__)
+#define QX_FEEDS_AVX2 1
+#include <immintrin.h>
+#else
+#define QX_FEEDS_AVX2 0
+#endif
 
 namespace qxparser_internal {
 
 class byte_stream {
 public:
-    // Finds every line feed and the first NUL byte in one pass: a call of
-    // memchr per line, and a second per line to count a section's lines
-    // ahead, were a sixth of a large file's read.
     byte_stream(const char* data, size_t size) : begin(data), pos(data), end(data + size)
     {
-        size_t at = 0;
         size_t nul = size;
-#if defined(__SSE2__)
-        const __m128i feed = _mm_set1_epi8('\n');
-        const __m128i zero = _mm_setzero_si128();
-        // Counted first, so that the table is allocated once at its size: a
-        // guess from the size was a third too large for a file of options.
-        // Each byte of `counts` counts the feeds of its column over at most
-        // 255 blocks; their sums then go into the total.
-        size_t feeds = 0;
-        __m128i nuls = zero;
-        while (at + 16 <= size) {
-            __m128i counts = zero;
-            for (int k = 0; k < 255 && at + 16 <= size; ++k, at += 16) {
-                const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
-                counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(block, feed));
-                nuls = _mm_or_si128(nuls, _mm_cmpeq_epi8(block, zero));
-            }
-            const __m128i sums = _mm_sad_epu8(counts, zero);
-            feeds += static_cast<size_t>(_mm_cvtsi128_si32(sums)) + static_cast<size_t>(_mm_extract_epi16(sums, 4));
-        }
-        bool anyNul = _mm_movemask_epi8(nuls) != 0;
-        for (; at < size; ++at) {
-            feeds += data[at] == '\n';
-            anyNul = anyNul || data[at] == '\0';
-        }
-        if (anyNul) nul = static_cast<size_t>(static_cast<const char*>(std::memchr(data, '\0', size)) - data);
-        ends.resize(feeds);
-        uint32_t* out = ends.data();
-        for (at = 0; at + 16 <= size; at += 16) {
-            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
-            unsigned found = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed)));
-            while (found) {
-                *out++ = static_cast<uint32_t>(at + static_cast<size_t>(__builtin_ctz(found)));
-                found &= found - 1;
-            }
-        }
-        for (; at < size; ++at)
-            if (data[at] == '\n') *out++ = static_cast<uint32_t>(at);
-#else
-        ends.reserve(size / 32 + 1);
-        while (const void* nl = at < size ? std::memchr(data + at, '\n', size - at) : nullptr) {
-            at = static_cast<size_t>(static_cast<const char*>(nl) - data);
-            ends.push_back(static_cast<uint32_t>(at++));
-        }
-        if (const void* z = std::memchr(data, '\0', size)) nul = static_cast<size_t>(static_cast<const char*>(z) - data);
+#if QX_FEEDS_AVX2
+        // Twice the bytes per step where the processor has them: the scan
+        // is a fifth of a large file's read.
+        if (__builtin_cpu_supports("avx2"))
+            findFeedsAvx2(data, size, nul);
+        else
 #endif
+            findFeeds(data, size, nul);
         firstNul = nul < size ? data + nul : nullptr;
     }
 
@@ -143,6 +109,105 @@ public:
     }
 
 private:
+    // Every line feed into `ends`, and where the first NUL byte stands (or
+    // `size`). The feeds are counted first, so that the table is allocated
+    // once at its size: a guess from the size was a third too large for a
+    // file of options.
+    void findFeeds(const char* data, size_t size, size_t& nul)
+    {
+        size_t at = 0;
+#if defined(__SSE2__)
+        const __m128i feed = _mm_set1_epi8('\n');
+        const __m128i zero = _mm_setzero_si128();
+        // Each byte of `counts` counts the feeds of its column over at most
+        // 255 blocks; their sums then go into the total.
+        size_t feeds = 0;
+        __m128i nuls = zero;
+        while (at + 16 <= size) {
+            __m128i counts = zero;
+            for (int k = 0; k < 255 && at + 16 <= size; ++k, at += 16) {
+                const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
+                counts = _mm_sub_epi8(counts, _mm_cmpeq_epi8(block, feed));
+                nuls = _mm_or_si128(nuls, _mm_cmpeq_epi8(block, zero));
+            }
+            const __m128i sums = _mm_sad_epu8(counts, zero);
+            feeds += static_cast<size_t>(_mm_cvtsi128_si32(sums)) + static_cast<size_t>(_mm_extract_epi16(sums, 4));
+        }
+        const bool anyNul = _mm_movemask_epi8(nuls) != 0;
+        ends.resize(feeds + countTail(data, at, size, anyNul, nul));
+        uint32_t* out = ends.data();
+        for (at = 0; at + 16 <= size; at += 16) {
+            const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(data + at));
+            out = takeFeeds(out, at, static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(block, feed))));
+        }
+        fillTail(data, at, size, out);
+#else
+        ends.reserve(size / 32 + 1);
+        while (const void* nl = at < size ? std::memchr(data + at, '\n', size - at) : nullptr) {
+            at = static_cast<size_t>(static_cast<const char*>(nl) - data);
+            ends.push_back(static_cast<uint32_t>(at++));
+        }
+        if (const void* z = std::memchr(data, '\0', size)) nul = static_cast<size_t>(static_cast<const char*>(z) - data);
+#endif
+    }
+
+#if QX_FEEDS_AVX2
+    // The same, 32 bytes a step.
+    __attribute__((target("avx2"))) void findFeedsAvx2(const char* data, size_t size, size_t& nul)
+    {
+        size_t at = 0;
+        const __m256i feed = _mm256_set1_epi8('\n');
+        const __m256i zero = _mm256_setzero_si256();
+        size_t feeds = 0;
+        __m256i nuls = zero;
+        while (at + 32 <= size) {
+            __m256i counts = zero;
+            for (int k = 0; k < 255 && at + 32 <= size; ++k, at += 32) {
+                const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(data + at));
+                counts = _mm256_sub_epi8(counts, _mm256_cmpeq_epi8(block, feed));
+                nuls = _mm256_or_si256(nuls, _mm256_cmpeq_epi8(block, zero));
+            }
+            const __m256i sums = _mm256_sad_epu8(counts, zero);
+            feeds += static_cast<size_t>(_mm256_extract_epi64(sums, 0)) + static_cast<size_t>(_mm256_extract_epi64(sums, 1)) +
+                     static_cast<size_t>(_mm256_extract_epi64(sums, 2)) + static_cast<size_t>(_mm256_extract_epi64(sums, 3));
+        }
+        const bool anyNul = !_mm256_testz_si256(nuls, nuls);
+        ends.resize(feeds + countTail(data, at, size, anyNul, nul));
+        uint32_t* out = ends.data();
+        for (at = 0; at + 32 <= size; at += 32) {
+            const __m256i block = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(data + at));
+            out = takeFeeds(out, at, static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(block, feed))));
+        }
+        fillTail(data, at, size, out);
+    }
+#endif
+
+    // The feeds behind the last whole block, and the first NUL if a block
+    // held one or the tail does.
+    static size_t countTail(const char* data, size_t at, size_t size, bool anyNul, size_t& nul)
+    {
+        size_t feeds = 0;
+        for (; at < size; ++at) {
+            feeds += data[at] == '\n';
+            anyNul = anyNul || data[at] == '\0';
+        }
+        if (anyNul) nul = static_cast<size_t>(static_cast<const char*>(std::memchr(data, '\0', size)) - data);
+        return feeds;
+    }
+    static uint32_t* takeFeeds(uint32_t* out, size_t at, unsigned found)
+    {
+        while (found) {
+            *out++ = static_cast<uint32_t>(at + static_cast<size_t>(__builtin_ctz(found)));
+            found &= found - 1;
+        }
+        return out;
+    }
+    static void fillTail(const char* data, size_t at, size_t size, uint32_t* out)
+    {
+        for (; at < size; ++at)
+            if (data[at] == '\n') *out++ = static_cast<uint32_t>(at);
+    }
+
     // The index of the first line feed at or behind pos: pos only moves on,
     // by lines or, for readPart and skip, by bytes.
     size_t feedIndex()

@@ -2,26 +2,11 @@
 
 #include <functional>
 
+#include "byte_scan.h"
 #include "qx_text.h"
 
 namespace orvane {
 
-namespace {
-// A table, not three compares per byte: every name of a large section is
-// scanned through this.
-struct delimiter_table {
-    bool is[256] = {};
-    constexpr delimiter_table()
-    {
-        for (unsigned char c : {' ', '\t', ':'}) is[c] = true;
-    }
-};
-constexpr delimiter_table kDelimiters;
-inline bool isDelimiterChar(char c)
-{
-    return kDelimiters.is[static_cast<unsigned char>(c)];
-}
-}  // namespace
 
 qx_customproperty::qx_customproperty() : defaultDelimiter(" ") {}
 
@@ -219,9 +204,13 @@ void qx_customproperty::parseInto(std::string_view line, bool atFront, bool inTe
     if (text.empty() || text[0] == '#') {
         // The whole text is the value of a line without a name.
     } else {
-        while (at < text.size() && !isDelimiterChar(text[at])) ++at;
-        valueAt = at;
-        while (valueAt < text.size() && isDelimiterChar(text[valueAt])) ++valueAt;
+        using qxparser_internal::byte_set;
+        using qxparser_internal::findFirst;
+        const char* textEnd = text.data() + text.size();
+        const char* readable = inText ? fileText->data() + fileText->size() : textEnd;
+        const char* nameEnd = findFirst<byte_set::separator, true>(text.data(), textEnd, readable);
+        at = static_cast<size_t>(nameEnd - text.data());
+        valueAt = static_cast<size_t>(findFirst<byte_set::separator, false>(nameEnd, textEnd, readable) - text.data());
     }
     if (inText) {
         insertLine(line_ref{static_cast<uint32_t>(text.data() - fileText->data()), static_cast<uint32_t>(at),
@@ -267,16 +256,28 @@ void qx_customproperty::writeLines(FILE* file) const
 
 void qx_customproperty::writeLines(qxparser_internal::block_writer& out) const
 {
-    for (int i = 0; i < lineCount(); ++i) {
-        const line_ref& r = lines[static_cast<size_t>(i)];
+    const size_t count = lines.size();
+    for (size_t i = 0; i < count;) {
+        const line_ref& r = lines[i++];
         if (r.at & kOwned) {
             const own_line& own = ownLines[r.at & ~kOwned];
             out.put(own.name);
             out.put(own.delimiter);
             out.put(own.value);
-        } else {
-            out.put(std::string_view(fileText->data() + r.at, r.nameSize + r.delimiterSize + r.valueSize));
+            out.put('\n');
+            continue;
         }
+        // Lines that stand one behind the other in the file's text, each
+        // ended there by a line feed alone, are written as one piece: most
+        // of a large section is such a run. The byte behind the text is its
+        // NUL, so the last line needs no test of its own.
+        const char* text = fileText->data();
+        size_t end = r.at + r.nameSize + r.delimiterSize + r.valueSize;
+        while (i < count && lines[i].at == end + 1 && text[end] == '\n') {
+            const line_ref& next = lines[i++];
+            end = next.at + next.nameSize + next.delimiterSize + next.valueSize;
+        }
+        out.put(std::string_view(text + r.at, end - r.at));
         out.put('\n');
     }
 }

@@ -217,19 +217,21 @@ void qx_databaseoptions::setTaxonomyRule(int32_t value)
 
 qx_databases::qx_databases(const qx_databases& other) : sectionAvailable(other.sectionAvailable)
 {
-    for (const auto& entry : other.entries) {
-        entries.push_back(std::make_unique<qx_databaseoptions>(*entry));
-    }
+    *this = other;
 }
 
 qx_databases& qx_databases::operator=(const qx_databases& other)
 {
     if (this == &other) return *this;
-    std::vector<std::unique_ptr<qx_databaseoptions>> copies;
-    for (const auto& entry : other.entries) {
-        copies.push_back(std::make_unique<qx_databaseoptions>(*entry));
+    qx_databases copy;
+    copy.entries.reserve(other.entries.size());
+    qx_databaseoptions* made = copy.addBlock(other.entries.size());
+    for (const qx_databaseoptions* entry : other.entries) {
+        *made = *entry;
+        copy.entries.push_back(made++);
     }
-    entries = std::move(copies);
+    blocks = std::move(copy.blocks);
+    entries = std::move(copy.entries);
     sectionAvailable = other.sectionAvailable;
     return *this;
 }
@@ -237,22 +239,32 @@ qx_databases& qx_databases::operator=(const qx_databases& other)
 qx_databases& qx_databases::operator=(qx_databases&& other) noexcept
 {
     if (this == &other) return *this;
+    blocks = std::move(other.blocks);
     entries = std::move(other.entries);
+    other.blocks.clear();
     other.entries.clear();
     sectionAvailable = other.sectionAvailable;
     return *this;
+}
+
+qx_databaseoptions* qx_databases::addBlock(size_t count)
+{
+    if (count == 0) return nullptr;
+    // Not make_unique: it would zero every entry before constructing it.
+    blocks.emplace_back(new qx_databaseoptions[count]);
+    return blocks.back().get();
 }
 
 qx_databases::~qx_databases() = default;
 
 qx_databaseoptions* qx_databases::getDatabase(int i)
 {
-    return i >= 0 && i < getNumberOfDatabases() ? entries[i].get() : nullptr;
+    return i >= 0 && i < getNumberOfDatabases() ? entries[i] : nullptr;
 }
 
 const qx_databaseoptions* qx_databases::getDatabase(int i) const
 {
-    return i >= 0 && i < getNumberOfDatabases() ? entries[i].get() : nullptr;
+    return i >= 0 && i < getNumberOfDatabases() ? entries[i] : nullptr;
 }
 
 int qx_databases::findDatabase(const char* name, bool includeInactive) const
@@ -268,7 +280,10 @@ int qx_databases::findDatabase(const char* name, bool includeInactive) const
 
 void qx_databases::appendDatabase(const qx_databaseoptions& entry)
 {
-    entries.push_back(std::make_unique<qx_databaseoptions>(entry));
+    entries.reserve(entries.size() + 1);
+    qx_databaseoptions* made = addBlock(1);
+    *made = entry;
+    entries.push_back(made);
 }
 
 bool qx_databases::updateDatabase(int i, const qx_databaseoptions& entry)
@@ -282,6 +297,7 @@ void qx_databases::reset()
 {
     sectionAvailable = false;
     entries.clear();
+    blocks.clear();
     comments.clear();
 }
 
@@ -291,6 +307,10 @@ void qx_databases::readSection(section_input& in)
     const size_t expected = in.source.linesToEndLine();
     entries.reserve(entries.size() + expected);
     comments.reserve(comments.size() + expected);
+    // Every line ahead may be an entry; a slot that a line doesn't fill
+    // stays for the next one.
+    qx_databaseoptions* slot = addBlock(expected);
+    qx_databaseoptions* slotsEnd = slot + expected;
     std::string buffer;
     std::string nameRead;
     while (in.next()) {
@@ -315,10 +335,12 @@ void qx_databases::readSection(section_input& in)
                 }
                 continue;
             }
-            auto entry = std::make_unique<qx_databaseoptions>();
-            int fields = entry->readLine(text, active, &nameRead, in.source.sharedText());
+            // linesToEndLine counted the lines of this source; one that a
+            // section reads on from another has none left.
+            if (slot == slotsEnd) slotsEnd = (slot = addBlock(1)) + 1;
+            int fields = slot->readLine(text, active, &nameRead, in.source.sharedText());
             if (fields == 13 || fields == 14) {
-                entries.push_back(std::move(entry));
+                entries.push_back(slot++);
                 comments.push_back(std::move(buffer));
                 buffer.clear();
                 continue;

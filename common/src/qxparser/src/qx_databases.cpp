@@ -74,6 +74,8 @@ const std::string& qx_databaseoptions::getLineText() const
     if (lineInSource) {
         lineText.assign(lineView());
         lineInSource = false;
+    } else if (lineStale) {
+        buildLineText();
     }
     return lineText;
 }
@@ -141,24 +143,20 @@ int qx_databaseoptions::readLine(std::string_view text, bool isActive, std::stri
         pathSize = static_cast<uint32_t>(fieldPath.size());
         lineText.clear();
         path.clear();
+        lineStale = false;
     } else {
         lineSource.reset();
         lineText = text;
+        lineStale = false;
         path.assign(fieldPath);
     }
     return count;
 }
 
-void qx_databaseoptions::rebuildLineText()
+template <typename Put>
+void qx_databaseoptions::putFields(Put&& put) const
 {
-    // The path may still be a place in the text; the source stays for it.
-    lineInSource = false;
-    if (name.empty()) {
-        lineText.clear();
-        return;
-    }
-    // The numbers first, so that the line is allocated once at its size: the
-    // merge rebuilds every entry's line, twice.
+    if (name.empty()) return;
     const int32_t numbers[] = {column4, column5, column6, !column7Off, threads, column9, hasAccessionRefRule,
                                accessionRule, descriptionRule, accessionRefRule, taxonomyRule};
     char digits[sizeof numbers / sizeof numbers[0] * 12];
@@ -167,15 +165,29 @@ void qx_databaseoptions::rebuildLineText()
         *at++ = '\t';
         at = std::to_chars(at, digits + sizeof digits, n).ptr;
     }
+    put(std::string_view(name));
+    put(std::string_view("\t"));
+    put(pathView());
+    put(std::string_view(nucleic ? "\tNA" : "\tAA"));
+    put(std::string_view(digits, static_cast<size_t>(at - digits)));
+}
+
+void qx_databaseoptions::buildLineText() const
+{
+    // The path may still be a place in the text; the source stays for it.
     std::string text;
-    const std::string_view pathText = pathView();
-    text.reserve(name.size() + pathText.size() + 3 + static_cast<size_t>(at - digits));
-    text += name;
-    text += '\t';
-    text += pathText;
-    text += nucleic ? "\tNA" : "\tAA";
-    text.append(digits, at);
+    text.reserve(name.size() + pathView().size() + 4 + 11 * 12);
+    putFields([&text](std::string_view piece) { text += piece; });
     lineText = std::move(text);
+    lineStale = false;
+}
+
+void qx_databaseoptions::writeLine(block_writer& out) const
+{
+    if (lineInSource || !lineStale)
+        out.put(lineView());
+    else
+        putFields([&out](std::string_view piece) { out.put(piece); });
 }
 
 void qx_databaseoptions::setPath(const std::string& text)
@@ -369,7 +381,7 @@ void qx_databases::writeSection(block_writer& out) const
         }
         if (i < entries.size()) {
             if (!entries[i]->isActive()) out.put("# ");
-            out.put(entries[i]->lineView());
+            entries[i]->writeLine(out);
             out.put('\n');
         }
     }

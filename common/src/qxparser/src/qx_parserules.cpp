@@ -224,17 +224,25 @@ void qx_taxonomyrules::defaultValues()
     state = read_state();
 }
 
-void qx_taxonomyrules::noteConflict(const std::string& line)
+namespace {
+// The message of a taxonomy line that is refused, with the line in it.
+void refuseEntry(std::string_view line, section_input& in)
+{
+    in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), std::string(line).c_str());
+}
+}  // namespace
+
+void qx_taxonomyrules::noteConflict(std::string_view line)
 {
     if (state.conflictNoted) return;
     state.conflictNoted = true;
-    state.conflictLine = line;
+    state.conflictLine.assign(line);
 }
 
-void qx_taxonomyrules::readFiles(const std::string& line, size_t keyLength, bool allowSpecies,
+void qx_taxonomyrules::readFiles(std::string_view line, size_t keyLength, bool allowSpecies,
                                  bool allowStrStr, section_input& in, int which)
 {
-    std::string_view rest = std::string_view(line).substr(keyLength);
+    std::string_view rest = line.substr(keyLength);
     for (std::string_view item : splitItems(rest, kItemSeparators)) {
         const file_prefix* found = nullptr;
         for (const file_prefix& prefix : kFilePrefixes) {
@@ -246,7 +254,7 @@ void qx_taxonomyrules::readFiles(const std::string& line, size_t keyLength, bool
             break;
         }
         if (!found) {
-            in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+            refuseEntry(line, in);
             return;
         }
         std::string name(item.substr(found->text.size()));
@@ -259,12 +267,12 @@ void qx_taxonomyrules::readFiles(const std::string& line, size_t keyLength, bool
     }
 }
 
-void qx_taxonomyrules::readItems(const std::string& line, size_t keyLength, std::vector<std::string>& list,
+void qx_taxonomyrules::readItems(std::string_view line, size_t keyLength, std::vector<std::string>& list,
                                  size_t limit, int32_t limitCode, const char* prefix, const char* suffix,
                                  section_input& in)
 {
     if (line.size() <= keyLength + 1) return;
-    std::string_view rest = std::string_view(line).substr(keyLength + 1);
+    std::string_view rest = line.substr(keyLength + 1);
     for (std::string_view item : splitItems(rest, kItemSeparators)) {
         if (list.size() >= limit) {
             in.errors.addError(limitCode, in.fileName.c_str(), static_cast<int>(limit));
@@ -274,23 +282,23 @@ void qx_taxonomyrules::readItems(const std::string& line, size_t keyLength, std:
     }
 }
 
-void qx_taxonomyrules::readQuoted(const std::string& line, qx_parserule& rule, section_input& in)
+void qx_taxonomyrules::readQuoted(std::string_view line, qx_parserule& rule, section_input& in)
 {
     // These three have no length limit of their own: the pattern is kept
     // whole, so nothing is cut and nothing overflows, and the engine judges it.
     std::string text;
     if (!quotedText(line, text)) {
-        in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+        refuseEntry(line, in);
         return;
     }
     rule.setPattern(text);
     if (patternWithinLimits(text, in)) rule.compile(&in.errors);
 }
 
-bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx_parserule_plus& plus,
+bool qx_taxonomyrules::readRuleValue(std::string_view line, size_t valueAt, qx_parserule_plus& plus,
                                      section_input& in)
 {
-    std::string_view s(line);
+    const std::string_view s = line;
     size_t pos = skipChars(s, valueAt, " \t");
     const file_prefix* word = nullptr;
     for (const file_prefix& candidate : kSourceWords) {
@@ -300,7 +308,7 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
         }
     }
     if (!word) {
-        in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+        refuseEntry(line, in);
         return false;
     }
     plus.source = word->type;
@@ -309,7 +317,7 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
     plus.chopFlags = 0;
     pos = skipChars(s, pos, " \t,");
     if (s.substr(pos, 5) != "CHOP:") {
-        in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+        refuseEntry(line, in);
         return false;
     }
     pos += 5;
@@ -323,13 +331,13 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
         }
     }
     if (!good) {
-        in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+        refuseEntry(line, in);
         return false;
     }
     std::string text;
     if (!quotedText(s.substr(pos), text)) {
         // The rule stays undefined, but the value itself was good.
-        in.errors.addError(qxerr::taxonomyEntry, in.fileName.c_str(), line.c_str());
+        refuseEntry(line, in);
         return true;
     }
     plus.rule.setActive(true);
@@ -340,8 +348,9 @@ bool qx_taxonomyrules::readRuleValue(const std::string& line, size_t valueAt, qx
 
 void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
 {
-    const std::string line(view);
-    const char* file = in.fileName.c_str();
+    // Read as a view into the file's text: the lines of a large section
+    // cost no copy each.
+    const std::string_view line = view;
     auto is = [&](std::string_view key) { return startsWithNoCase(line, key); };
     // A flag's temporary starts at its own value, so that a line without a
     // number gives that value.
@@ -354,12 +363,12 @@ void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
     if (is("Enabled")) {
         enabled = flag(0);
     } else if (is("Identifier")) {
-        identifier = line.substr(skipChars(line, 10, " \t"));
+        identifier.assign(line.substr(skipChars(line, 10, " \t")));
     } else if (is("ErrorLevel")) {
         scanSecondInt(line, errorLevel);
         if (errorLevel < 0) {
             errorLevel = 1;
-            in.errors.addError(qxerr::taxonomyEntry, file, line.c_str());
+            refuseEntry(line, in);
         }
     } else if (is("FromRefFile")) {
         fromRefFile = flag(0);
@@ -371,7 +380,7 @@ void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
         scanSecondInt(line, value);
         if (value < 0) {
             value = 0;
-            in.errors.addError(qxerr::taxonomyEntry, file, line.c_str());
+            refuseEntry(line, in);
         }
         descriptionLineSep = static_cast<uint8_t>(value & 0xFF);
     } else if (is("GencodeFiles")) {
@@ -400,7 +409,7 @@ void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
     } else if (is("RULE_")) {
         qx_parserule_plus plus;
         size_t keyEnd = skipToChars(line, 5, " \t");
-        plus.ruleKey = line.substr(5, keyEnd - 5);
+        plus.ruleKey.assign(line.substr(5, keyEnd - 5));
         if (readRuleValue(line, keyEnd, plus, in)) rules.push_back(std::move(plus));
     } else if (is("DefaultRule")) {
         noteConflict(line);
@@ -423,7 +432,7 @@ void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
         noteConflict(line);
         size_t pos = line.size() > 15 ? skipChars(line, 15, " \t") : line.size();
         if (pos < line.size() && line[pos] == '"') ++pos;
-        quickRefSearch = line.substr(pos, skipToChars(line, pos, "\"\r\n") - pos);
+        quickRefSearch.assign(line.substr(pos, skipToChars(line, pos, "\"\r\n") - pos));
     }
 }
 

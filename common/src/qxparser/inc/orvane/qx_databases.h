@@ -53,7 +53,9 @@ public:
     }
     std::string_view lineView() const
     {
-        return lineInSource ? std::string_view(lineSource->data() + lineAt, lineSize) : std::string_view(lineText);
+        if (lineInSource) return std::string_view(lineSource->data() + lineAt, lineSize);
+        if (lineStale) buildLineText();
+        return lineText;
     }
 
     // The '#' of an inactive line isn't part of lineText, so this leaves it alone.
@@ -67,7 +69,19 @@ public:
 
 private:
     friend class qx_databases;
-    void rebuildLineText();
+    // A change of a field makes the line stale; it is written anew from
+    // the fields when it is asked for, or straight into a save: the merge
+    // changes every entry, and a line made for each was an allocation each.
+    void rebuildLineText()
+    {
+        lineInSource = false;
+        lineStale = true;
+    }
+    void buildLineText() const;
+    void writeLine(qxparser_internal::block_writer& out) const;
+    // The line's pieces from the fields, each handed to `put`.
+    template <typename Put>
+    void putFields(Put&& put) const;
     // As readLine, but a text that lies in `source` is kept as a place in
     // it: a large section's entries then hold no copy of their lines.
     int readLine(std::string_view text, bool active, std::string* nameRead,
@@ -95,7 +109,7 @@ private:
     mutable std::string lineText;
     std::shared_ptr<const std::string> lineSource;
     uint32_t lineAt = 0, lineSize = 0, pathAt = 0, pathSize = 0;
-    mutable bool lineInSource = false, pathInSource = false;
+    mutable bool lineInSource = false, pathInSource = false, lineStale = false;
 };
 
 class qx_databases {

@@ -187,15 +187,15 @@ private:
         std::string conflictLine;
     };
 
-    void noteConflict(const std::string& line);
-    void readFiles(const std::string& line, size_t keyLength, bool allowSpecies, bool allowStrStr,
+    void noteConflict(std::string_view line);
+    void readFiles(std::string_view line, size_t keyLength, bool allowSpecies, bool allowStrStr,
                    qxparser_internal::section_input& in, int which);
-    void readItems(const std::string& line, size_t keyLength, std::vector<std::string>& list,
+    void readItems(std::string_view line, size_t keyLength, std::vector<std::string>& list,
                    size_t limit, int32_t limitCode, const char* prefix, const char* suffix,
                    qxparser_internal::section_input& in);
-    void readQuoted(const std::string& line, qx_parserule& rule, qxparser_internal::section_input& in);
+    void readQuoted(std::string_view line, qx_parserule& rule, qxparser_internal::section_input& in);
     // False if the value failed and the rule is to be dropped.
-    bool readRuleValue(const std::string& line, size_t valueAt, qx_parserule_plus& rule,
+    bool readRuleValue(std::string_view line, size_t valueAt, qx_parserule_plus& rule,
                        qxparser_internal::section_input& in);
 
     bool enabled = false;

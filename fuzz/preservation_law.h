@@ -51,6 +51,16 @@ inline bool startsNoCase(const std::string& line, const char* prefix)
     return true;
 }
 
+// An end line as the reader knows it: "end" in any case behind blanks and
+// tabs, then a blank, a carriage return or nothing. "end" and a tab is an
+// entry of its section.
+inline bool isEndLine(const std::string& line)
+{
+    const size_t at = line.find_first_not_of(" \t");
+    if (at == std::string::npos || !startsNoCase(line.substr(at), "end")) return false;
+    return at + 3 == line.size() || line[at + 3] == ' ' || line[at + 3] == '\r';
+}
+
 // Empty if the law holds; otherwise the first line that is neither kept nor
 // named.
 // With `merged`, the output is a merge's: it rewrites every Databases entry
@@ -99,18 +109,23 @@ inline std::string unaccounted(std::string input, const std::string& output, con
         // A WWW entry is written from its values, each in plain quotes.
         const bool canonical = section == "www";
         if (w.empty()) continue;
+        // A head opens its section on its own line; only the lines behind
+        // it are entries, each of which a message for a short entry may
+        // account for.
+        bool opens = false;
         if (section.empty()) {
             // At the top level only a head opens a section, as in the reader.
             const size_t first = line.find_first_not_of(" \t");
             for (const char* h : heads)
                 if (std::string(h) != "end" && h[0] != '<' && startsNoCase(line.substr(first), h))
                     for (const char c : std::string(h, 3)) section += static_cast<char>(std::tolower(c));
-        } else if (startsNoCase(w[0], "end") && (w[0].size() == 3 || line.find(w[0]) + 3 == line.find(' '))) {
+            opens = !section.empty();
+        } else if (isEndLine(line)) {
             section.clear();
         }
         if (kept.count(joined) || named.count(number) || ended || (canonical && keys.count(w[0]))) continue;
         if (merged && (section == "dat" || line.find("###") != std::string::npos)) continue;
-        if (section == "dat" && shortEntries > 0 && shortEntries--) continue;
+        if (section == "dat" && !opens && shortEntries > 0 && shortEntries--) continue;
         // Messages may quote a name cut to its field's size.
         const std::string first = w[0].substr(0, 16);
         bool head = false;

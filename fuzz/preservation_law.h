@@ -8,6 +8,7 @@
 // (2307) the read has ended and nothing more is owed.
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <set>
@@ -126,11 +127,16 @@ inline std::string unaccounted(std::string input, const std::string& output, con
         if (kept.count(joined) || named.count(number) || ended || (canonical && keys.count(w[0]))) continue;
         if (merged && (section == "dat" || line.find("###") != std::string::npos)) continue;
         if (section == "dat" && !opens && shortEntries > 0 && shortEntries--) continue;
-        // Messages may quote a name cut to its field's size.
+        // Messages may quote a name cut to its field's size, and as the
+        // reader scans it: up to a blank of any kind, a vertical tab too.
         const std::string first = w[0].substr(0, 16);
+        const char* const blanks = " \t\n\v\f\r";
+        const size_t from = line.find_first_not_of(blanks);
+        const std::string scanned =
+            from == std::string::npos ? first : line.substr(from, std::min<size_t>(line.find_first_of(blanks, from) - from, 16));
         bool head = false;
         for (const char* h : heads) head = head || startsNoCase(first, h);
-        if (!head && texts.find(first) == std::string::npos)
+        if (!head && texts.find(first) == std::string::npos && texts.find(scanned) == std::string::npos)
             return "line " + std::to_string(number) + " is neither kept nor named: " + line;
     }
     return std::string();

@@ -1,5 +1,6 @@
 #include "orvane/qx_databases.h"
 
+#include <algorithm>
 #include <charconv>
 #include <climits>
 #include <cstring>
@@ -317,15 +318,21 @@ void qx_databases::readSection(section_input& in)
 {
     sectionAvailable = true;
     const size_t expected = in.source.linesToEndLine();
-    entries.reserve(entries.size() + expected);
-    comments.reserve(comments.size() + expected);
-    // Every line ahead may be an entry; a slot that a line doesn't fill
-    // stays for the next one.
-    qx_databaseoptions* slot = addBlock(expected);
-    qx_databaseoptions* slotsEnd = slot + expected;
+    // Comment and blank lines make no entry, so what is made ahead of the
+    // entries is bounded: a section of a million "#" lines must not cost
+    // a million entries.
+    const size_t ahead = std::min<size_t>(expected, 1u << 16);
+    entries.reserve(entries.size() + ahead);
+    comments.reserve(comments.size() + ahead);
+    // Entries are made in blocks that grow with the entries read, up to the
+    // lines left; a slot that a line doesn't fill stays for the next one.
+    qx_databaseoptions* slot = nullptr;
+    qx_databaseoptions* slotsEnd = nullptr;
+    size_t made = 0, taken = 0;
     std::string buffer;
     std::string nameRead;
     while (in.next()) {
+        ++taken;
         if (isEndLine(in.line)) break;
         const std::string_view line = cutTrailing(in.line);
         bool active = !isCommentLine(line);
@@ -347,9 +354,12 @@ void qx_databases::readSection(section_input& in)
                 }
                 continue;
             }
-            // linesToEndLine counted the lines of this source; one that a
-            // section reads on from another has none left.
-            if (slot == slotsEnd) slotsEnd = (slot = addBlock(1)) + 1;
+            if (slot == slotsEnd) {
+                const size_t left = expected >= taken ? expected - taken + 1 : 1;
+                const size_t count = std::min(left, std::max<size_t>(64, made));
+                slotsEnd = (slot = addBlock(count)) + count;
+                made += count;
+            }
             int fields = slot->readLine(text, active, &nameRead, in.source.sharedText());
             if (fields == 13 || fields == 14) {
                 entries.push_back(slot++);

@@ -62,6 +62,22 @@ inline bool isEndLine(const std::string& line)
     return at + 3 == line.size() || line[at + 3] == ' ' || line[at + 3] == '\r';
 }
 
+// The number of a taxonomy head as the reader reads it behind "Taxonomy_"
+// (blanks, a sign, digits), or -1 where the reader drops the head with its
+// section: no number, or one out of range.
+inline long taxonomyNumber(const std::string& text)
+{
+    size_t i = text.find_first_not_of(" \t");
+    if (i == std::string::npos) return -1;
+    const bool negative = text[i] == '-';
+    if (text[i] == '+' || text[i] == '-') ++i;
+    if (i == text.size() || !std::isdigit(static_cast<unsigned char>(text[i]))) return -1;
+    long value = 0;
+    for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])) && value <= 64; ++i)
+        value = value * 10 + (text[i] - '0');
+    return (negative && value != 0) || value > 64 ? -1 : value;
+}
+
 // Empty if the law holds; otherwise the first line that is neither kept nor
 // named.
 // With `merged`, the output is a merge's: it rewrites every Databases entry
@@ -103,6 +119,7 @@ inline std::string unaccounted(std::string input, const std::string& output, con
     }
     long number = 0;
     std::string section;
+    std::set<long> taxonomies;
     std::istringstream in(input);
     for (std::string line, joined; std::getline(in, line); joined.clear()) {
         ++number;
@@ -120,6 +137,10 @@ inline std::string unaccounted(std::string input, const std::string& output, con
             for (const char* h : heads)
                 if (std::string(h) != "end" && h[0] != '<' && startsNoCase(line.substr(first), h))
                     for (const char c : std::string(h, 3)) section += static_cast<char>(std::tolower(c));
+            // A second head of a taxonomy section the file already has is
+            // dropped alone; the reader goes on at the top level.
+            const long n = section == "tax" ? taxonomyNumber(line.substr(first + 9)) : -1;
+            if (n >= 0 && !taxonomies.insert(n).second) section.clear();
             opens = !section.empty();
         } else if (isEndLine(line)) {
             section.clear();

@@ -12,7 +12,8 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
-// 64-bit x86 only: a 32-bit build may run where SSE2 isn't there either.
+// The AVX2 path is for 64-bit x86 builds; the 32-bit one is built for
+// processors without SSE2 and takes the plain one.
 #if defined(__x86_64__) && defined(__GNUC__)
 #define QX_FEEDS_AVX2 1
 #include <immintrin.h>

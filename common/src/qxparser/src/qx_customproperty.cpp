@@ -7,7 +7,6 @@
 
 namespace orvane {
 
-
 qx_customproperty::qx_customproperty() : defaultDelimiter(" ") {}
 
 qx_customproperty::~qx_customproperty() = default;
@@ -204,13 +203,12 @@ void qx_customproperty::parseInto(std::string_view line, bool atFront, bool inTe
     if (text.empty() || text[0] == '#') {
         // The whole text is the value of a line without a name.
     } else {
-        using qxparser_internal::byte_set;
         using qxparser_internal::findFirst;
         const char* textEnd = text.data() + text.size();
         const char* readable = inText ? fileText->data() + fileText->size() : textEnd;
-        const char* nameEnd = findFirst<byte_set::separator, true>(text.data(), textEnd, readable);
+        const char* nameEnd = findFirst<true>(text.data(), textEnd, readable);
         at = static_cast<size_t>(nameEnd - text.data());
-        valueAt = static_cast<size_t>(findFirst<byte_set::separator, false>(nameEnd, textEnd, readable) - text.data());
+        valueAt = static_cast<size_t>(findFirst<false>(nameEnd, textEnd, readable) - text.data());
     }
     if (inText) {
         insertLine(line_ref{static_cast<uint32_t>(text.data() - fileText->data()), static_cast<uint32_t>(at),

@@ -346,11 +346,10 @@ bool qx_taxonomyrules::readRuleValue(std::string_view line, size_t valueAt, qx_p
     return true;
 }
 
-void qx_taxonomyrules::readValue(std::string_view view, section_input& in)
+// The line stays a view into the file's text: a large section's lines cost
+// no copy each.
+void qx_taxonomyrules::readValue(std::string_view line, section_input& in)
 {
-    // Read as a view into the file's text: the lines of a large section
-    // cost no copy each.
-    const std::string_view line = view;
     auto is = [&](std::string_view key) { return startsWithNoCase(line, key); };
     // A flag's temporary starts at its own value, so that a line without a
     // number gives that value.

@@ -228,7 +228,7 @@ void qx_databaseoptions::setTaxonomyRule(int32_t value)
     rebuildLineText();
 }
 
-qx_databases::qx_databases(const qx_databases& other) : sectionAvailable(other.sectionAvailable)
+qx_databases::qx_databases(const qx_databases& other)
 {
     *this = other;
 }
@@ -328,11 +328,11 @@ void qx_databases::readSection(section_input& in)
     // lines left; a slot that a line doesn't fill stays for the next one.
     qx_databaseoptions* slot = nullptr;
     qx_databaseoptions* slotsEnd = nullptr;
-    size_t made = 0, taken = 0;
+    size_t made = 0;
+    const int before = in.source.lineNumber();
     std::string buffer;
     std::string nameRead;
     while (in.next()) {
-        ++taken;
         if (isEndLine(in.line)) break;
         const std::string_view line = cutTrailing(in.line);
         bool active = !isCommentLine(line);
@@ -355,6 +355,7 @@ void qx_databases::readSection(section_input& in)
                 continue;
             }
             if (slot == slotsEnd) {
+                const size_t taken = static_cast<size_t>(in.source.lineNumber() - before);
                 const size_t left = expected >= taken ? expected - taken + 1 : 1;
                 const size_t count = std::min(left, std::max<size_t>(64, made));
                 slotsEnd = (slot = addBlock(count)) + count;

@@ -205,23 +205,25 @@ void qx_taxonomyrules::defaultValues()
     fromRefFile = false;
     concatRefFileLines = true;
     descriptionLineSep = 0;
-    noBreakDescLineIf.clear();
     speciesFiles.clear();
-    strStrFiles.clear();
     nodesFiles.clear();
-    gencodeFiles.clear();
     rules.clear();
-    prefixRemoves.clear();
-    suffixRemoves.clear();
-    srcDatabaseRule = qx_parserule();
-    doThisRuleFirst = qx_parserule();
-    accFromSpeciesLine = qx_parserule();
-    defaultRule = qx_parserule_plus();
-    strStrRule = qx_parserule_plus();
-    quickRefSearch.clear();
+    more.held.reset();
     taxId = -1;
     mitochondrialTranslation = false;
     state = read_state();
+}
+
+const qx_taxonomyrules::rarely_set& qx_taxonomyrules::rare() const
+{
+    static const rarely_set none;
+    return more.held ? *more.held : none;
+}
+
+qx_taxonomyrules::rarely_set& qx_taxonomyrules::rareToSet()
+{
+    if (!more.held) more.held = std::make_unique<rarely_set>();
+    return *more.held;
 }
 
 namespace {
@@ -260,9 +262,9 @@ void qx_taxonomyrules::readFiles(std::string_view line, size_t keyLength, bool a
         std::string name(item.substr(found->text.size()));
         switch (which) {
         case kSpecies: speciesFiles.emplace_back(found->type, std::move(name)); break;
-        case kStrStr: strStrFiles.emplace_back(found->type, std::move(name)); break;
+        case kStrStr: rareToSet().strStrFiles.emplace_back(found->type, std::move(name)); break;
         case kNodes: nodesFiles.emplace_back(found->type, std::move(name)); break;
-        default: gencodeFiles.emplace_back(found->type, std::move(name)); break;
+        default: rareToSet().gencodeFiles.emplace_back(found->type, std::move(name)); break;
         }
     }
 }
@@ -391,13 +393,13 @@ void qx_taxonomyrules::readValue(std::string_view line, section_input& in)
         mitochondrialTranslation = flag(0);
     } else if (is("SrcDatabaseRule")) {
         noteConflict(line);
-        readQuoted(line, srcDatabaseRule, in);
+        readQuoted(line, rareToSet().srcDatabaseRule, in);
     } else if (is("DoThisRuleFirst")) {
         noteConflict(line);
-        readQuoted(line, doThisRuleFirst, in);
+        readQuoted(line, rareToSet().doThisRuleFirst, in);
     } else if (is("AccFromSpeciesLine")) {
         noteConflict(line);
-        readQuoted(line, accFromSpeciesLine, in);
+        readQuoted(line, rareToSet().accFromSpeciesLine, in);
     } else if (is("SpeciesFiles")) {
         readFiles(line, 12, true, true, in, kSpecies);
     } else if (is("StrStrFiles")) {
@@ -413,25 +415,25 @@ void qx_taxonomyrules::readValue(std::string_view line, section_input& in)
     } else if (is("DefaultRule")) {
         noteConflict(line);
         qx_parserule_plus plus;
-        if (readRuleValue(line, 11, plus, in)) defaultRule = std::move(plus);
+        if (readRuleValue(line, 11, plus, in)) rareToSet().defaultRule = std::move(plus);
     } else if (is("StrStrRule")) {
         noteConflict(line);
         qx_parserule_plus plus;
-        if (readRuleValue(line, 10, plus, in)) strStrRule = std::move(plus);
+        if (readRuleValue(line, 10, plus, in)) rareToSet().strStrRule = std::move(plus);
     } else if (is("NoBreakDescLineIf")) {
         noteConflict(line);
-        readItems(line, 17, noBreakDescLineIf, kMaxNoBreaks, qxerr::tooManyNoBreaks, "", "", in);
+        readItems(line, 17, rareToSet().noBreakDescLineIf, kMaxNoBreaks, qxerr::tooManyNoBreaks, "", "", in);
     } else if (is("PrefixRemoves")) {
         noteConflict(line);
-        readItems(line, 13, prefixRemoves, kMaxPrefixes, qxerr::tooManyPrefixes, "", " ", in);
+        readItems(line, 13, rareToSet().prefixRemoves, kMaxPrefixes, qxerr::tooManyPrefixes, "", " ", in);
     } else if (is("SuffixRemoves")) {
         noteConflict(line);
-        readItems(line, 13, suffixRemoves, kMaxSuffixes, qxerr::tooManySuffixes, " ", "", in);
+        readItems(line, 13, rareToSet().suffixRemoves, kMaxSuffixes, qxerr::tooManySuffixes, " ", "", in);
     } else if (is("QuickRefSearch")) {
         noteConflict(line);
         size_t pos = line.size() > 15 ? skipChars(line, 15, " \t") : line.size();
         if (pos < line.size() && line[pos] == '"') ++pos;
-        quickRefSearch.assign(line.substr(pos, skipToChars(line, pos, "\"\r\n") - pos));
+        rareToSet().quickRefSearch.assign(line.substr(pos, skipToChars(line, pos, "\"\r\n") - pos));
     }
 }
 

@@ -26,7 +26,10 @@ void qx_section::resetLines(const char* delimiter)
 void qx_section::readSection(section_input& in)
 {
     sectionAvailable = true;
-    reserveLines(in.source.linesToEndLine());
+    // A sixteenth more: the lines a merge adds to a large section then fit,
+    // where growing the table would hold the old one and the new at once.
+    const size_t expected = in.source.linesToEndLine();
+    reserveLines(expected + expected / 16);
     const qx_linestorage storage = lineStorage();
     std::string_view text;
     bool plain = false;

@@ -157,20 +157,20 @@ public:
     bool getFromRefFile() const { return fromRefFile; }
     bool getConcatRefFileLines() const { return concatRefFileLines; }
     uint8_t getDescriptionLineSep() const { return descriptionLineSep; }
-    const std::vector<std::string>& getNoBreakDescLineIf() const { return noBreakDescLineIf; }
+    const std::vector<std::string>& getNoBreakDescLineIf() const { return rare().noBreakDescLineIf; }
     const std::vector<qx_taxspeciesfiles>& getSpeciesFiles() const { return speciesFiles; }
-    const std::vector<qx_taxspeciesfiles>& getStrStrFiles() const { return strStrFiles; }
+    const std::vector<qx_taxspeciesfiles>& getStrStrFiles() const { return rare().strStrFiles; }
     const std::vector<qx_taxnodesfiles>& getNodesFiles() const { return nodesFiles; }
-    const std::vector<qx_taxnodesfiles>& getGencodeFiles() const { return gencodeFiles; }
+    const std::vector<qx_taxnodesfiles>& getGencodeFiles() const { return rare().gencodeFiles; }
     const std::vector<qx_parserule_plus>& getRules() const { return rules; }
-    const std::vector<std::string>& getPrefixRemoves() const { return prefixRemoves; }
-    const std::vector<std::string>& getSuffixRemoves() const { return suffixRemoves; }
-    const qx_parserule& getSrcDatabaseRule() const { return srcDatabaseRule; }
-    const qx_parserule& getDoThisRuleFirst() const { return doThisRuleFirst; }
-    const qx_parserule& getAccFromSpeciesLine() const { return accFromSpeciesLine; }
-    const qx_parserule_plus& getDefaultRule() const { return defaultRule; }
-    const qx_parserule_plus& getStrStrRule() const { return strStrRule; }
-    const std::string& getQuickRefSearch() const { return quickRefSearch; }
+    const std::vector<std::string>& getPrefixRemoves() const { return rare().prefixRemoves; }
+    const std::vector<std::string>& getSuffixRemoves() const { return rare().suffixRemoves; }
+    const qx_parserule& getSrcDatabaseRule() const { return rare().srcDatabaseRule; }
+    const qx_parserule& getDoThisRuleFirst() const { return rare().doThisRuleFirst; }
+    const qx_parserule& getAccFromSpeciesLine() const { return rare().accFromSpeciesLine; }
+    const qx_parserule_plus& getDefaultRule() const { return rare().defaultRule; }
+    const qx_parserule_plus& getStrStrRule() const { return rare().strStrRule; }
+    const std::string& getQuickRefSearch() const { return rare().quickRefSearch; }
     int32_t getTaxId() const { return taxId; }
     bool getMitochondrialTranslation() const { return mitochondrialTranslation; }
 
@@ -186,6 +186,44 @@ private:
         bool conflictNoted = false;
         std::string conflictLine;
     };
+
+    // What a TaxID section goes without (the settings noteConflict watches)
+    // and the gencode files. Most sections set none of it, so it is made on
+    // the first line that sets some: a large file's many short sections
+    // then cost a pointer each for it instead of some 550 bytes.
+    struct rarely_set {
+        std::vector<std::string> noBreakDescLineIf;
+        std::vector<qx_taxspeciesfiles> strStrFiles;
+        std::vector<qx_taxnodesfiles> gencodeFiles;
+        std::vector<std::string> prefixRemoves;
+        std::vector<std::string> suffixRemoves;
+        qx_parserule srcDatabaseRule;
+        qx_parserule doThisRuleFirst;
+        qx_parserule accFromSpeciesLine;
+        qx_parserule_plus defaultRule;
+        qx_parserule_plus strStrRule;
+        std::string quickRefSearch;
+    };
+    // Copies what it holds, as the members it stands for would be copied.
+    struct rarely_set_ptr {
+        std::unique_ptr<rarely_set> held;
+        rarely_set_ptr() = default;
+        rarely_set_ptr(const rarely_set_ptr& other) : held(copyOf(other)) {}
+        rarely_set_ptr& operator=(const rarely_set_ptr& other)
+        {
+            if (this != &other) held = copyOf(other);
+            return *this;
+        }
+        rarely_set_ptr(rarely_set_ptr&&) noexcept = default;
+        rarely_set_ptr& operator=(rarely_set_ptr&&) noexcept = default;
+        static std::unique_ptr<rarely_set> copyOf(const rarely_set_ptr& other)
+        {
+            return other.held ? std::make_unique<rarely_set>(*other.held) : nullptr;
+        }
+    };
+    // The defaults where nothing was set.
+    const rarely_set& rare() const;
+    rarely_set& rareToSet();
 
     void noteConflict(std::string_view line);
     void readFiles(std::string_view line, size_t keyLength, bool allowSpecies, bool allowStrStr,
@@ -204,20 +242,10 @@ private:
     bool fromRefFile = false;
     bool concatRefFileLines = true;
     uint8_t descriptionLineSep = 0;
-    std::vector<std::string> noBreakDescLineIf;
     std::vector<qx_taxspeciesfiles> speciesFiles;
-    std::vector<qx_taxspeciesfiles> strStrFiles;
     std::vector<qx_taxnodesfiles> nodesFiles;
-    std::vector<qx_taxnodesfiles> gencodeFiles;
     std::vector<qx_parserule_plus> rules;
-    std::vector<std::string> prefixRemoves;
-    std::vector<std::string> suffixRemoves;
-    qx_parserule srcDatabaseRule;
-    qx_parserule doThisRuleFirst;
-    qx_parserule accFromSpeciesLine;
-    qx_parserule_plus defaultRule;
-    qx_parserule_plus strStrRule;
-    std::string quickRefSearch;
+    rarely_set_ptr more;
     int32_t taxId = -1;
     bool mitochondrialTranslation = false;
     read_state state;

@@ -354,6 +354,8 @@ std::string qx_datfile::readTaxonomy(section_input& in)
 std::vector<std::pair<std::string, const qx_section*>> qx_datfile::savedSections() const
 {
     std::vector<std::pair<std::string, const qx_section*>> order;
+    // Every section there can be: one allocation, where growing held two.
+    order.reserve(kHighestTaxonomy + 9);
     if (databases.isAvailable()) order.emplace_back("Databases", nullptr);
     if (parseOptions.isAvailable()) order.emplace_back("PARSE", &parseOptions);
     if (wwwOptions.isAvailable()) order.emplace_back("WWW", &wwwOptions);

@@ -170,7 +170,9 @@ TEST_P(Install, LeavesTheRightFilesAndLines)
         else if (verb == "logorder") EXPECT_NE(last.log.find(rest, last.log.find(path)), std::string::npos);
         else ADD_FAILURE() << "unknown verb";
     }
-    if (installed) EXPECT_EQ(Msiexec("/x", package, metabase.empty() ? "" : properties, "e2e-" + s.name + "-cleanup", metabase).exitCode, 0);
+    if (installed) {
+        EXPECT_EQ(Msiexec("/x", package, metabase.empty() ? "" : properties, "e2e-" + s.name + "-cleanup", metabase).exitCode, 0);
+    }
     qxnative::Run("rm -rf '" + At("") + "'");
 }
 

@@ -54,7 +54,9 @@ TEST(CreateApacheConfDeferred, UnwritableFileFailsAndRollbackPutsTheOldOneBack)
                                                                 L"file: " + F + L"  (0x80004005)"})
             << spoil;
         EXPECT_TRUE(qxtest::Exists(F + L".tmp"));
-        if (spoil == planted) EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
+        if (spoil == planted) {
+            EXPECT_EQ(qxtest::ReadFileBytes(F + L".new"), "planted");
+        }
         if (gHolder != INVALID_HANDLE_VALUE) CloseHandle(gHolder);
         gHolder = INVALID_HANDLE_VALUE;
 

@@ -55,7 +55,8 @@ struct FaithfulLook {
             RegCloseKey(key);
         }
         if (!changed) return;
-        STARTUPINFOW si = {sizeof si};
+        STARTUPINFOW si{};
+        si.cb = sizeof si;
         PROCESS_INFORMATION pi = {};
         std::wstring commandLine = GetCommandLineW();
         if (!CreateProcessW(nullptr, &commandLine[0], nullptr, nullptr, TRUE, 0, nullptr, nullptr, &si, &pi)) return;
@@ -197,7 +198,8 @@ TEST(ClusterDialogs, EachScriptOfDialogsTxt)
                     if (what == "focus") SendMessageW(front, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(GetDlgItem(front, id)), TRUE);
                     if (what == "check") SendMessageW(GetDlgItem(front, id), BM_CLICK, 0, 0);
                     if (what == "text") got.push_back("text " + qxkit::N(Text(GetDlgItem(front, id))));
-                    GUITHREADINFO focus = {sizeof focus};
+                    GUITHREADINFO focus{};
+                    focus.cbSize = sizeof focus;
                     if (what == "focused" && GetGUIThreadInfo(GetWindowThreadProcessId(front, nullptr), &focus))
                         got.push_back("focus on " + std::to_string(GetDlgCtrlID(focus.hwndFocus)));
                     if (what == "open") got.push_back(IsWindow(front) && IsWindowVisible(front) ? "still open" : "closed");

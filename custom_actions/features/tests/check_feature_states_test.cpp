@@ -41,9 +41,10 @@ TEST(FeatureSelection, EachCaseOfFeaturesTxt)
         Cost(s.Handle());
         std::vector<std::string> got;
         for (const auto& line : c.in) {
-            if (line.rfind("iis ", 0) == 0 || line.rfind("apache ", 0) == 0)
+            if (line.rfind("iis ", 0) == 0 || line.rfind("apache ", 0) == 0) {
                 EXPECT_EQ(MsiSetFeatureStateW(s.Handle(), line[0] == 'i' ? L"IISWeb" : L"ApacheWeb",
                                               static_cast<INSTALLSTATE>(std::stoi(line.substr(line.find(' ') + 1)))), 0u);
+            }
             if (line != "press") continue;
             EXPECT_EQ(qxkit::Call("CheckFeatureStatesUI", s).fatal, qxkit::Lines{});
             for (const wchar_t* p : {L"_InvalidFeatureStates", L"_NotifyUserDlgText", L"_WarnApacheDefaultDone"})

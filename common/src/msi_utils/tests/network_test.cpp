@@ -36,7 +36,7 @@ int WSAAPI ScriptedGetAddrInfo(const char*, const char*, const addrinfo* hints, 
     if (!s.results.empty()) s.results.pop_front();
     if (r != 0) return r;
     auto* sin = static_cast<sockaddr_in*>(std::calloc(1, sizeof(sockaddr_in6)));
-    *sin = sockaddr_in{AF_INET, 0, {{{127, 0, 0, 1}}}};
+    *sin = sockaddr_in{AF_INET, 0, {{{127, 0, 0, 1}}}, {}};
     *result = new addrinfo{0, s.family, SOCK_STREAM, 0, s.addrlen, nullptr, reinterpret_cast<sockaddr*>(sin), nullptr};
     ++s.lists;
     return 0;
@@ -107,7 +107,8 @@ TEST(Network, Cases)
          }},
         // fallback | node | service | flags | family | socktype: the result code, then address and port.
         {"fallback", [](const Args& a) {
-             addrinfo hints{std::stoi(a[2]), std::stoi(a[3]), std::stoi(a[4])}, *list = nullptr;
+             addrinfo hints{}, *list = nullptr;
+             hints.ai_flags = std::stoi(a[2]), hints.ai_family = std::stoi(a[3]), hints.ai_socktype = std::stoi(a[4]);
              const std::string node = N(a[0]), service = N(a[1]);
              const int r = msiu::detail::FallbackGetAddrInfo(a[0] == L"-" ? nullptr : node.c_str(), a[1] == L"-" ? nullptr : service.c_str(), &hints, &list);
              if (!list) return std::to_wstring(r);

@@ -26,9 +26,10 @@ private:
     void Load();
 
     Mutex lock_;
-    bool loaded_ = false;
+    // Only a Windows build loads a message library.
+    [[maybe_unused]] bool loaded_ = false;
     std::wstring baseName_;
-    void* module_ = nullptr;
+    [[maybe_unused]] void* module_ = nullptr;
 };
 
 }  // namespace PAL

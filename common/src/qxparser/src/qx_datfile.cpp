@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string_view>
 
 #include "qx_text.h"
@@ -353,9 +354,13 @@ std::string qx_datfile::readTaxonomy(section_input& in)
 
 std::vector<std::pair<std::string, const qx_section*>> qx_datfile::savedSections() const
 {
+    const std::pair<const char*, const qx_section*> tail[] = {
+        {"Cluster", &clusterParams},   {"UniGene", &unigeneOptions}, {"Processor", &processorOptions},
+        {"Options", &quorixOptions},   {"Cron", &cronOptions},
+    };
     std::vector<std::pair<std::string, const qx_section*>> order;
     // Every section there can be: one allocation, where growing held two.
-    order.reserve(kHighestTaxonomy + 9);
+    order.reserve(3 + kHighestTaxonomy + 1 + std::size(tail));
     if (databases.isAvailable()) order.emplace_back("Databases", nullptr);
     if (parseOptions.isAvailable()) order.emplace_back("PARSE", &parseOptions);
     if (wwwOptions.isAvailable()) order.emplace_back("WWW", &wwwOptions);
@@ -363,10 +368,6 @@ std::vector<std::pair<std::string, const qx_section*>> qx_datfile::savedSections
         if (taxonomy[n] && taxonomy[n]->isAvailable())
             order.emplace_back("Taxonomy_" + std::to_string(n), taxonomy[n].get());
     }
-    const std::pair<const char*, const qx_section*> tail[] = {
-        {"Cluster", &clusterParams},   {"UniGene", &unigeneOptions}, {"Processor", &processorOptions},
-        {"Options", &quorixOptions},   {"Cron", &cronOptions},
-    };
     for (const auto& [head, section] : tail)
         if (section->isAvailable()) order.emplace_back(head, section);
     return order;

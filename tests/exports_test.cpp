@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 #include <set>
 
@@ -49,6 +50,23 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
         }
         EXPECT_EQ(exports, expected);
         EXPECT_TRUE(imports.count("msi.dll"));
+    }
+}
+
+// The installer writes the DLL out of the package for every action it calls:
+// what ships is stripped, at most 2,000,000 bytes, and points a debugger at
+// its debug information beside it.
+TEST(Exports, ShippedStrippedWithItsDebugInformationBeside)
+{
+    for (auto [preset, objdump] : {std::pair{"win64", "x86_64"}, {"win32", "i686"}}) {
+        SCOPED_TRACE(preset);
+        const std::string dll = qxnative::BuildDir(preset) + "/custom_actions/quorixca.dll";
+        EXPECT_LE(std::filesystem::file_size(dll), 2000000u);
+        const auto [status, headers] = qxnative::Run(std::string(objdump) + "-w64-mingw32-objdump -h " + dll);
+        ASSERT_EQ(status, 0) << headers;
+        EXPECT_NE(headers.find(".gnu_debuglink"), std::string::npos);
+        EXPECT_EQ(headers.find(".debug_info"), std::string::npos);
+        EXPECT_TRUE(std::filesystem::exists(dll + ".debug"));
     }
 }
 

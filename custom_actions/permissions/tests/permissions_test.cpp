@@ -43,10 +43,12 @@ TEST(Refusals, NameTheValueTheFileAndTheReason)
         if (path == L"<link>") {  // Wine shows a Unix link to a directory as a reparse point
             path = t.dir.File(L"linked");
             using ToUnix = char*(CDECL*)(const wchar_t*);
-            const auto toUnix = reinterpret_cast<ToUnix>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name"));
+            const auto toUnix = reinterpret_cast<ToUnix>(
+                reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"kernel32"), "wine_get_unix_file_name")));
             if (!toUnix) continue;  // no Wine to make a link with
             std::wstring command = L"Z:\\bin\\ln -s inter " + qxkit::W(toUnix(path.c_str()));
-            STARTUPINFOW si{sizeof si};
+            STARTUPINFOW si{};
+            si.cb = sizeof si;
             PROCESS_INFORMATION pi{};
             ASSERT_TRUE(CreateProcessW(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr, nullptr, &si, &pi));
             EXPECT_TRUE(qxkit::Poll([&] { return qxtest::Exists(path); }));

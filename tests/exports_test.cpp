@@ -6,10 +6,14 @@
 #include <filesystem>
 #include <regex>
 #include <set>
+#include <utility>
 
 #include "run.h"
 
 namespace {
+
+// Each shipped DLL's build, and the objdump that reads it.
+const std::pair<const char*, const char*> kShipped[] = {{"win64", "x86_64"}, {"win32", "i686"}};
 
 TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
 {
@@ -25,7 +29,7 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
                                           "ole32.dll", "oleaut32.dll", "shell32.dll", "shlwapi.dll", "ws2_32.dll",
                                           "dnsapi.dll", "wininet.dll", "activeds.dll", "comctl32.dll", "gdi32.dll",
                                           "rpcrt4.dll", "comdlg32.dll", "netapi32.dll"};
-    for (auto [preset, objdump] : {std::pair{"win64", "x86_64"}, {"win32", "i686"}}) {
+    for (auto [preset, objdump] : kShipped) {
         SCOPED_TRACE(preset);
         const auto [status, dump] = qxnative::Run(std::string(objdump) + "-w64-mingw32-objdump -p " + qxnative::BuildDir(preset) + "/custom_actions/quorixca.dll");
         ASSERT_EQ(status, 0) << dump;
@@ -58,7 +62,7 @@ TEST(Exports, MatchTheActionListAndImportOnlySystemDlls)
 // its debug information beside it.
 TEST(Exports, ShippedStrippedWithItsDebugInformationBeside)
 {
-    for (auto [preset, objdump] : {std::pair{"win64", "x86_64"}, {"win32", "i686"}}) {
+    for (auto [preset, objdump] : kShipped) {
         SCOPED_TRACE(preset);
         const std::string dll = qxnative::BuildDir(preset) + "/custom_actions/quorixca.dll";
         EXPECT_LE(std::filesystem::file_size(dll), 2000000u);
